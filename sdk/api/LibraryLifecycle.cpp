@@ -1,0 +1,140 @@
+// PalvonAuthManager_Initialize / _Uninitialize / _GetApiLevel and IsInitialised.
+#include <algorithm>
+#include <mutex>
+
+#include "PalvonAuthManager.h"
+#include "PalvonAuthManagerTracer.h"
+#include "api/GlobalState.h"
+#include "api/SignatureTexts.h"
+#include "client/CClientCommLib.h"
+#include "client/ServerVersion.h"
+#include "impl/LinuxAMImplementation.h"
+#include "impl/LinuxAMImplementationV2.h"
+#include "ipc/Registration.h"
+#include "message/MessageTypes.h"
+
+namespace PalvonAuthManagerSDK {
+
+namespace {
+
+constexpr uint32_t kHighestApiLevel = 2;
+
+std::mutex& InitMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+void DestroyImplementations() {
+  GlobalState& state = Globals();
+  delete state.level1.exchange(nullptr);
+  delete state.level2.exchange(nullptr);
+}
+
+AMResult InitializeFirst() {
+  GlobalState& state = Globals();
+  CTracer::Initialize(L"Authentication Manager Static SDK", L"AuthManagerSDK");
+  if (!ManufactureIPCInfrastructure()) return rc::kIpcSetupFailed;
+
+  AMUint version = 0;
+  const AMResult versionResult = GetServerSDKVersion(&version);
+  if (versionResult != rc::kSuccess) {
+    CTracer::Err(L"Initialize failed because unable to fetch SDKVersion.");
+    return versionResult;
+  }
+  const uint32_t level = std::min(version, kHighestApiLevel);
+  state.apiLevel = level;
+  if (level == 0) {
+    // A service without any API level leaves nothing to talk to.
+    CTracer::Msg(L"Initialize failed");
+    return rc::kNotInitialized;
+  }
+  if (level > 1) state.level2 = new LinuxAMImplementationV2();
+  LinuxAMImplementation* level1 = new LinuxAMImplementation();
+  state.level1 = level1;
+
+  const AMResult result = level1->Initialize();
+  if (result == rc::kSuccess || result == rc::kAlreadyInitialized) {
+    CTracer::Msg(L"Initialize succeeded");
+    return rc::kSuccess;
+  }
+  (void)level1->Uninitialize();
+  DestroyImplementations();
+  CTracer::Msg(L"Initialize failed");
+  return result;
+}
+
+}  // namespace
+
+GlobalState& Globals() {
+  static GlobalState state;
+  return state;
+}
+
+extern "C" {
+
+PALVONAUTHMANAGER_EXPORT bool IsInitialised(void) { return Globals().level1.load() != nullptr; }
+
+PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Initialize(void) {
+  std::lock_guard<std::mutex> lock(InitMutex());
+  GlobalState& state = Globals();
+  if (state.initCount != 0) {
+    ++state.initCount;
+    return rc::kSuccess;
+  }
+  // Counted before anything can fail, and never undone: a failed first call
+  // leaves later calls returning 0 while the library stays unusable.
+  state.initCount = 1;
+  try {
+    return InitializeFirst();
+  } catch (...) {
+    CTracer::Err(L"Unexpected exception chaught.");
+    return rc::kIpcSetupFailed;
+  }
+}
+
+PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Uninitialize(void) {
+  std::lock_guard<std::mutex> lock(InitMutex());
+  GlobalState& state = Globals();
+  if (state.initCount < 1) {
+    CTracer::Err(L"Uninitialize failed because SDK is not initialized!");
+    return rc::kNotInitialized;
+  }
+  if (state.initCount > 1) {
+    CTracer::Msg(L"SDK lib had been initialized more than once - no need to un-initialize");
+    --state.initCount;
+    return rc::kSuccess;
+  }
+  state.initCount = 0;
+  CTracer::Msg(L"Unintialising implementation object.");
+  AMResult result = rc::kSuccess;
+  try {
+    // After a failed first initialisation there is no object to tell; the
+    // channel, if one was made, still goes so that its pipes are removed.
+    if (LinuxAMImplementation* level1 = state.level1.load()) {
+      result = level1->Uninitialize();
+    } else {
+      g_ClientCommPtr.reset();
+    }
+    if (result != rc::kSuccess) {
+      CTracer::Err(L"Implementation Uninitialize() call failed with error code %u", result);
+    }
+  } catch (...) {
+    result = rc::kCommunicationFailure;
+  }
+  DestroyImplementations();
+  CTracer::Msg(L"Uninitialize Ends");
+  CTracer::Uninitialize();
+  return result;
+}
+
+PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetApiLevel(AMUint* apiLevel) {
+  CTracer::TraceEntry(sig::api::kGetApiLevel);
+  if (Globals().level1.load() == nullptr) return rc::kNotInitialized;
+  if (apiLevel == nullptr) return rc::kBadParameter;
+  *apiLevel = Globals().apiLevel;
+  return rc::kSuccess;
+}
+
+}  // extern "C"
+
+}  // namespace PalvonAuthManagerSDK

@@ -1,0 +1,29 @@
+#include "client/ServerVersion.h"
+
+#include "PalvonAuthManagerTracer.h"
+#include "api/SignatureTexts.h"
+#include "client/ServiceCall.h"
+#include "message/MessageTypes.h"
+
+namespace PalvonAuthManagerSDK {
+
+AMResult GetServerSDKVersion(AMUint* version) {
+  CTracer::TraceMethodEntry(sig::kGetServerSDKVersion);
+  if (version == nullptr) {
+    CTracer::TraceNullArgument("GetServerSDKVersion", "ServerSDKVersion");
+    return rc::kBadParameter;
+  }
+  AMResult result = rc::kSuccess;
+  try {
+    LinuxDictionary request(MessageCommon(msg::kGetServerSDKVersion, CurrentProcessId()));
+    const LinuxDictionary reply = CallUntilNotBusy(request, result);
+    if (result == rc::kSuccess) (void)reply.GetUInt(L"version", version);
+  } catch (...) {
+    CTracer::Err(L"Unexpected exception chaught.");
+    result = rc::kCommunicationFailure;
+  }
+  CTracer::TraceMethodExit(sig::kGetServerSDKVersion, result);
+  return result;
+}
+
+}  // namespace PalvonAuthManagerSDK

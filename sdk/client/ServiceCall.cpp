@@ -1,0 +1,27 @@
+#include "client/ServiceCall.h"
+
+#include <unistd.h>
+
+#include <stdexcept>
+
+#include "client/CClientCommLib.h"
+#include "message/MessageTypes.h"
+
+namespace PalvonAuthManagerSDK {
+
+LinuxDictionary CallUntilNotBusy(LinuxDictionary& request, AMResult& result,
+                                 const std::function<void(AMResult)>& onReply) {
+  for (;;) {
+    // A local reference keeps the channel alive for the whole exchange.
+    const boost::shared_ptr<CClientCommLib> channel = g_ClientCommPtr;
+    if (!channel) throw std::logic_error("no call channel");
+    LinuxDictionary reply = channel->MakeCall(request);
+    unsigned int value = 0;
+    if (reply.GetUInt(L"return", &value)) result = value;
+    if (onReply) onReply(result);
+    if (result != rc::kBusy) return reply;
+    usleep(kBusyRetryMicroseconds);
+  }
+}
+
+}  // namespace PalvonAuthManagerSDK

@@ -1,0 +1,75 @@
+#ifndef PALVON_SDK_IPC_CLINUXIPC_H
+#define PALVON_SDK_IPC_CLINUXIPC_H
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "ipc/IIPC.h"
+
+namespace PalvonAuthManagerSDK {
+
+/** Largest reply body accepted from the service; a longer one is a read error. */
+constexpr uint32_t kMaxReplyBodyLength = 64u * 1024u * 1024u;
+/** Wait budget of one read, in milliseconds, spent in 10 ms steps. */
+constexpr int kReadBudgetMs = 20000;
+constexpr int kReadStepMs = 10;
+
+/**
+ * The client's pipe pair: requests are written to <dir>/<name>Write, replies
+ * read from <dir>/<name>Read. Both FIFOs are opened read-write so that opening
+ * never blocks, whether or not the service has the other ends open.
+ */
+class CLinuxIPC : public IIPC {
+ public:
+  /** `name` is the channel's base name; the pipes live in getUserTmpDir(). */
+  explicit CLinuxIPC(const std::string& name);
+  ~CLinuxIPC() override;
+
+  bool Open() override;
+  bool Listen(unsigned int backlog) override;
+  bool Connect(unsigned int timeout, bool retry) override;
+  using IIPC::Read;
+  /**
+   * Waits for one frame and returns it decoded. Throws std::runtime_error
+   * ("descriptor error - closed?", "select error", "read error"), a plain
+   * std::exception after 20 s without data, or the C string
+   * "Can not create read pipe!".
+   */
+  LinuxDictionary Read() override;
+  bool Write(LinuxDictionary& message) override;
+  /** One write of the whole buffer; a short write is a failure. */
+  bool Write(const unsigned char* buffer, unsigned int length);
+  void Close() override;
+  void CloseFd() override;
+  void Free(unsigned char* buffer) override;
+
+  /** Opens the reply pipe, retrying every 100 ms while its file is missing. */
+  bool ConnectReadPipeUntilSuccess();
+
+  /** The pipe directory of the user, created on demand; never fails. */
+  static std::string getUserTmpDir();
+
+  const std::string& ReadPath() const { return readPath_; }
+  const std::string& WritePath() const { return writePath_; }
+  int ReadFd() const { return readFd_; }
+  int WriteFd() const { return writeFd_; }
+
+ private:
+  // Waits until the reply pipe is readable; `budget` counts down in 10 ms steps.
+  void WaitReadable(int& budget, bool midFrame);
+  // Reads exactly `length` bytes, waiting between pieces.
+  void ReadFully(uint8_t* into, size_t length, bool midFrame);
+
+  std::string readPath_;
+  std::string writePath_;
+  int readFd_ = -1;
+  int writeFd_ = -1;
+  bool listening_ = false;  // unused by the FIFO channel
+  std::atomic<bool> closed_{false};
+  std::atomic<bool> released_{false};
+};
+
+}  // namespace PalvonAuthManagerSDK
+
+#endif
