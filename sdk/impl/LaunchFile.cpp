@@ -1,0 +1,33 @@
+// Hand-off of a remote-session launch file to the service.
+#include <sstream>
+
+#include "api/SignatureTexts.h"
+#include "impl/LinuxAMImplementationV2.h"
+#include "impl/ServiceOperation.h"
+#include "message/MessageTypes.h"
+
+namespace PalvonAuthManagerSDK {
+
+AMResult LinuxAMImplementationV2::LaunchRZPFile(const AMUTF8Char* launchUrl, AMUTF8Char** args, AMUint* status) {
+  ServiceOperation op(sig::l2::kLaunchRZPFile, msg::kLaunchRZPFile);
+  if (!ServiceOperation::Require(args, "LaunchRZPFile", "args") ||
+      !ServiceOperation::Require(status, "LaunchRZPFile", "status")) {
+    return rc::kBadParameter;
+  }
+  return op.Call(
+      [&](LinuxDictionary& request) {
+        uint32_t count = 0;
+        while (args[count] != nullptr) ++count;
+        request.SetUInt(L"NumberOfArgs", count);
+        // Texts travel as their UTF-8 bytes, never converted.
+        if (launchUrl != nullptr) request.SetNarrowString(L"LaunchURL", launchUrl);
+        for (uint32_t i = 0; i < count; ++i) {
+          std::wostringstream key;
+          key << L"TrelkArg" << i;
+          request.SetNarrowString(key.str().c_str(), args[i]);
+        }
+      },
+      [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"currentStatus", status); });
+}
+
+}  // namespace PalvonAuthManagerSDK

@@ -1,7 +1,0 @@
-#include "impl/LinuxAMImplementationV2.h"
-
-namespace PalvonAuthManagerSDK {
-
-LinuxAMImplementationV2::~LinuxAMImplementationV2() = default;
-
-}  // namespace PalvonAuthManagerSDK

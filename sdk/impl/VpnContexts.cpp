@@ -1,0 +1,66 @@
+// VPN authentication contexts and their authorization records.
+#include "api/SignatureTexts.h"
+#include "impl/LinuxAMImplementation.h"
+#include "impl/ServiceOperation.h"
+#include "message/MessageTypes.h"
+
+namespace PalvonAuthManagerSDK {
+
+namespace {
+constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
+constexpr const wchar_t* kInvalidContext = L"Invalid request context handle %u.";
+}  // namespace
+
+AMResult LinuxAMImplementation::CreateVpnAuthContext(ConnectionHandle handle, const AM_GATEWAY_INFO* gatewayInfo,
+                                                     AMAuthenticationFlags flags,
+                                                     VpnAuthContextHandle* vpnAuthContextHandle) {
+  ServiceOperation op(sig::l1::kCreateVpnAuthContext, msg::kCreateVpnAuthContext);
+  if (!ServiceOperation::Require(gatewayInfo, "CreateVpnAuthContext", "gatewayInfo") ||
+      !ServiceOperation::Require(vpnAuthContextHandle, "CreateVpnAuthContext", "vpnAuthContextHandle")) {
+    return rc::kBadParameter;
+  }
+  return op.InvalidHandleMessage(kInvalidConnection, handle)
+      .Call(
+          [&](LinuxDictionary& request) {
+            request.SetUInt(L"AuthManagerHandle", handle);
+            PutGateway(request, *gatewayInfo, false);
+            request.SetUInt(L"authenticationFlags", flags);
+          },
+          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"vpnauthcontexthandle", vpnAuthContextHandle); });
+}
+
+AMResult LinuxAMImplementation::DestroyVpnAuthContext(VpnAuthContextHandle context) {
+  return ServiceOperation(sig::l1::kDestroyVpnAuthContext, msg::kDestroyVpnAuthContext)
+      .InvalidHandleMessage(kInvalidContext, context)
+      .Call([&](LinuxDictionary& request) { request.SetUInt(L"vpnauthcontexthandle", context); });
+}
+
+AMResult LinuxAMImplementation::GetVpnAuthorizationInfo(VpnAuthContextHandle context,
+                                                        AM_VPN_AUTHORIZATION_INFO** vpnAuthorizationInfo) {
+  ServiceOperation op(sig::l1::kGetVpnAuthorizationInfo, msg::kGetVpnAuthorizationInfo);
+  if (!ServiceOperation::Require(vpnAuthorizationInfo, "GetVpnAuthorizationInfo", "vpnAuthorizationInfo")) {
+    return rc::kBadParameter;
+  }
+  return op.InvalidHandleMessage(kInvalidContext, context)
+      .Call([&](LinuxDictionary& request) { request.SetUInt(L"vpnauthcontexthandle", context); },
+            [&](const LinuxDictionary& reply) {
+              // Handed out before it is filled: after a missing text the
+              // caller holds a partly filled record (cleared, so it is
+              // safe to release).
+              auto* info = new AM_VPN_AUTHORIZATION_INFO();
+              *vpnAuthorizationInfo = info;
+              (void)reply.GetUInt(L"amAuthenticationResult", &info->amAuthenticationResult);
+              info->vpnauthorizationstr = CopyReplyText(reply, L"vpnauthorizationstr");
+              info->vpnsessionlogonpointurl = CopyReplyText(reply, L"vpnsessionlogonpointurl");
+            });
+}
+
+AMResult LinuxAMImplementation::FreeVpnAuthorizationInfo(AM_VPN_AUTHORIZATION_INFO* info) {
+  if (info == nullptr) return rc::kSuccess;
+  delete[] info->vpnauthorizationstr;
+  delete[] info->vpnsessionlogonpointurl;
+  delete info;
+  return rc::kSuccess;
+}
+
+}  // namespace PalvonAuthManagerSDK
