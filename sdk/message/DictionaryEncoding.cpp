@@ -78,6 +78,9 @@ bool ReadWideText(const uint8_t* at, size_t maxChars, std::wstring& out) {
 const uint8_t* LinuxDictionary::Serialize(bool useCache) {
   if (useCache && encodingValid_) return encodedBuffer_;
   ReleaseEncoding();
+  // Until the new encoding is complete there is none: a failed encoding must
+  // not leave a "valid" flag over a missing buffer.
+  encodingValid_ = false;
 
   const size_t area = RecordAreaSize(*this);
   if (area > std::numeric_limits<uint32_t>::max() - kMessagePrefixSize) throw std::bad_alloc();
