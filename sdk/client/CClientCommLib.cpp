@@ -56,8 +56,11 @@ LinuxDictionary CClientCommLib::MakeCall(LinuxDictionary& request) {
   std::lock_guard<std::mutex> lock(callLock_);
   if (SendMessage(request) != rc::kSuccess) throw std::exception();
   LinuxDictionary reply;
+  // The default envelope the reply is handed back under (taken here rather
+  // than made again, which would ask the system for the process id again).
+  const MessageCommon fresh = reply.Header();
   if (!GetReply(reply)) reply.CopyValuesFrom(request);
-  reply.Header() = MessageCommon();
+  reply.Header() = fresh;
   return reply;
 }
 

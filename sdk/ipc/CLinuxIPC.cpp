@@ -5,7 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -81,6 +83,9 @@ bool CLinuxIPC::ConnectReadPipeUntilSuccess() {
 }
 
 bool CLinuxIPC::Write(const unsigned char* buffer, unsigned int length) {
+  // Closed descriptors keep their numbers; writing through a number the
+  // process may have reused for another file must never happen.
+  if (released_) return false;
   const ssize_t written = write(writeFd_, buffer, length);
   return written >= 0 && static_cast<size_t>(written) == length;
 }
@@ -91,6 +96,9 @@ bool CLinuxIPC::Write(LinuxDictionary& message) {
 }
 
 void CLinuxIPC::WaitReadable(int& budget, bool midFrame) {
+  // The budget is also real time: on a busy machine a 10 ms step can last
+  // longer, and the wait must still end when the budget has passed.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(budget);
   for (;;) {
     fd_set readable;
     FD_ZERO(&readable);
@@ -104,6 +112,7 @@ void CLinuxIPC::WaitReadable(int& budget, bool midFrame) {
     if (ready > 0) return;
     if (ready == 0) {
       budget -= kReadStepMs;
+      if (budget > 0 && std::chrono::steady_clock::now() >= deadline) budget = 0;
       if (budget <= 0) {
         // Before a frame starts, a time-out only means "nothing yet" and the
         // caller may start over; inside a frame the rest is lost for good.
@@ -118,14 +127,32 @@ void CLinuxIPC::WaitReadable(int& budget, bool midFrame) {
 }
 
 void CLinuxIPC::ReadFully(uint8_t* into, size_t length, bool midFrame) {
+  // Reads smaller than this go through the buffer, so that a whole small
+  // frame costs one read; larger remainders are read straight into place.
+  constexpr size_t kBufferSize = 16 * 1024;
   size_t done = 0;
   while (done < length) {
+    if (bufferedStart_ < bufferedEnd_) {
+      const size_t take = std::min(length - done, bufferedEnd_ - bufferedStart_);
+      std::memcpy(into + done, buffer_.get() + bufferedStart_, take);
+      bufferedStart_ += take;
+      done += take;
+      continue;
+    }
     int budget = kReadBudgetMs;
     WaitReadable(budget, midFrame || done > 0);
-    const ssize_t got = read(readFd_, into + done, length - done);
+    const size_t wanted = length - done;
+    const bool direct = wanted >= kBufferSize;
+    if (!direct && buffer_ == nullptr) buffer_.reset(new uint8_t[kBufferSize]);
+    const ssize_t got = direct ? read(readFd_, into + done, wanted) : read(readFd_, buffer_.get(), kBufferSize);
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) throw std::runtime_error("read error");
-    done += static_cast<size_t>(got);
+    if (direct) {
+      done += static_cast<size_t>(got);
+    } else {
+      bufferedStart_ = 0;
+      bufferedEnd_ = static_cast<size_t>(got);
+    }
   }
 }
 
@@ -133,6 +160,8 @@ LinuxDictionary CLinuxIPC::Read() {
   if (readFd_ == -1 && !ConnectReadPipeUntilSuccess()) {
     throw "Can not create read pipe!";  // NOLINT(hicpp-exception-baseclass): callers tell it apart on purpose
   }
+  // A closed channel hands out nothing, not even bytes already buffered.
+  if (closed_) throw std::runtime_error("descriptor error - closed?");
   uint8_t header[kMessagePrefixSize];
   ReadFully(header, sizeof header, false);
   uint32_t bodyLength = 0;

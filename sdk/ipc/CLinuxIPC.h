@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "ipc/IIPC.h"
@@ -58,7 +59,8 @@ class CLinuxIPC : public IIPC {
  private:
   // Waits until the reply pipe is readable; `budget` counts down in 10 ms steps.
   void WaitReadable(int& budget, bool midFrame);
-  // Reads exactly `length` bytes, waiting between pieces.
+  // Takes exactly `length` bytes of the reply stream (what an earlier read
+  // brought in first), waiting between pieces.
   void ReadFully(uint8_t* into, size_t length, bool midFrame);
 
   std::string readPath_;
@@ -68,6 +70,12 @@ class CLinuxIPC : public IIPC {
   bool listening_ = false;  // unused by the FIFO channel
   std::atomic<bool> closed_{false};
   std::atomic<bool> released_{false};
+  // Bytes read from the reply pipe but not yet handed out: a small frame
+  // comes in with one read, and whatever follows it waits here for the
+  // next Read. Only Read touches these (under the caller's call lock).
+  std::unique_ptr<uint8_t[]> buffer_;
+  size_t bufferedStart_ = 0;
+  size_t bufferedEnd_ = 0;
 };
 
 }  // namespace PalvonAuthManagerSDK

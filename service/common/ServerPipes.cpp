@@ -105,6 +105,56 @@ std::vector<RegistrationRecord> RegistrationPipe::ReadRecords() {
   return records;
 }
 
+namespace {
+
+RegistrationRecord LoadRecord(const uint8_t* at) {
+  RegistrationRecord record;
+  record.messageType = LoadU32(at);
+  record.processId = LoadU32(at + 4);
+  record.bodyLength = LoadU32(at + 8);
+  return record;
+}
+
+// True when the bytes [at, end) could be the beginning of a well-formed record.
+bool CouldStartRecord(const uint8_t* at, const uint8_t* end) {
+  uint8_t expected[kPrefix];
+  const uint32_t type = PalvonAuthManagerSDK::msg::kRegistration;
+  const uint32_t length = kPrefix;
+  std::memcpy(expected, &type, 4);
+  std::memcpy(expected + 8, &length, 4);
+  for (size_t i = 0; at + i < end && i < kPrefix; ++i) {
+    if ((i < 4 || i >= 8) && at[i] != expected[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::vector<RegistrationRecord> RegistrationPipe::ReadValidRecords(size_t& discarded) {
+  discarded = 0;
+  (void)Drain(fd_.Get(), pending_);
+  std::vector<RegistrationRecord> records;
+  const uint8_t* const begin = pending_.data();
+  const uint8_t* const end = begin + pending_.size();
+  const uint8_t* at = begin;
+  while (static_cast<size_t>(end - at) >= kPrefix) {
+    const RegistrationRecord record = LoadRecord(at);
+    if (record.WellFormed()) {
+      records.push_back(record);
+      at += kPrefix;
+    } else {
+      ++at;
+      ++discarded;
+    }
+  }
+  while (at < end && !CouldStartRecord(at, end)) {
+    ++at;
+    ++discarded;
+  }
+  pending_.erase(pending_.begin(), pending_.begin() + (at - begin));
+  return records;
+}
+
 ClientPipes::ClientPipes(const std::string& directory, uint32_t processId) : processId_(processId) {
   const std::string base = directory + "/" + PalvonAuthManagerSDK::ClientChannelName(processId);
   requestPath_ = base + PalvonAuthManagerSDK::kRequestPipeSuffix;
@@ -167,7 +217,7 @@ ReadStatus ClientPipes::WaitFrame(std::vector<uint8_t>& raw, LinuxDictionary& de
   }
 }
 
-bool ClientPipes::WriteAll(const uint8_t* data, size_t length, int timeoutMs) {
+bool ClientPipes::WriteAll(const uint8_t* data, size_t length, int timeoutMs, int cancelFd) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   size_t done = 0;
   while (done < length) {
@@ -180,17 +230,16 @@ bool ClientPipes::WriteAll(const uint8_t* data, size_t length, int timeoutMs) {
     if (written < 0 && errno != EAGAIN && errno != EWOULDBLOCK) return false;
     const int left = Remaining(deadline);
     if (left == 0) return false;
-    struct pollfd wait {
-      replyFd_.Get(), POLLOUT, 0
-    };
-    (void)poll(&wait, 1, left);
+    struct pollfd wait[2] = {{replyFd_.Get(), POLLOUT, 0}, {cancelFd, POLLIN, 0}};
+    (void)poll(wait, cancelFd >= 0 ? 2 : 1, left);
+    if (cancelFd >= 0 && (wait[1].revents & POLLIN) != 0) return false;
   }
   return true;
 }
 
-bool ClientPipes::SendReply(LinuxDictionary& reply, int timeoutMs) {
+bool ClientPipes::SendReply(LinuxDictionary& reply, int timeoutMs, int cancelFd) {
   const uint8_t* frame = reply.Serialize(true);
-  return WriteAll(frame, reply.EncodedLength(), timeoutMs);
+  return WriteAll(frame, reply.EncodedLength(), timeoutMs, cancelFd);
 }
 
 LinuxDictionary MakeReply(const LinuxDictionary& request, uint32_t code) {

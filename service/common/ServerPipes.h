@@ -59,6 +59,15 @@ class RegistrationPipe {
    * records; a partial record is kept for the next call.
    */
   std::vector<RegistrationRecord> ReadRecords();
+  /**
+   * Like ReadRecords, but returns only well-formed records and skips bytes
+   * that cannot belong to one, so that junk written into the pipe does not
+   * shift the records that follow it. Clients write each record with one
+   * write of 12 bytes, which a pipe delivers whole; a buffered tail that
+   * cannot start a record is therefore junk as well. `discarded` receives
+   * the number of bytes skipped by this call.
+   */
+  std::vector<RegistrationRecord> ReadValidRecords(size_t& discarded);
 
  private:
   std::string path_;
@@ -90,10 +99,13 @@ class ClientPipes {
   ReadStatus ReadFrame(std::vector<uint8_t>& raw, PalvonAuthManagerSDK::LinuxDictionary& decoded);
   /** Waits up to timeoutMs for a whole frame. */
   ReadStatus WaitFrame(std::vector<uint8_t>& raw, PalvonAuthManagerSDK::LinuxDictionary& decoded, int timeoutMs);
-  /** Writes all bytes, waiting while the pipe is full; false on error or time-out. */
-  bool WriteAll(const uint8_t* data, size_t length, int timeoutMs);
+  /**
+   * Writes all bytes, waiting while the pipe is full; false on error or
+   * time-out, and also as soon as `cancelFd` (when not -1) becomes readable.
+   */
+  bool WriteAll(const uint8_t* data, size_t length, int timeoutMs, int cancelFd = -1);
   /** Encodes and writes a reply. */
-  bool SendReply(PalvonAuthManagerSDK::LinuxDictionary& reply, int timeoutMs);
+  bool SendReply(PalvonAuthManagerSDK::LinuxDictionary& reply, int timeoutMs, int cancelFd = -1);
 
  private:
   uint32_t processId_;

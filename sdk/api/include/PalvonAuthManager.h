@@ -392,9 +392,12 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseStatusCode(AMHttp
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseReasonPhrase(AMHttpHandle request,
                                                                             AMChar** outReasonPhrase);
 /**
- * Reads the response header lines.
+ * Reads the response header lines ("Name: value").
  * @param headers receives a null-terminated array of texts, released with
- *        PalvonAuthManager_FreeResponseHeaders().
+ *        PalvonAuthManager_FreeResponseHeaders(). Set the pointer to null
+ *        before the call: after AM_RESULT_COMMUNICATION_FAILURE it may hold a
+ *        partly filled (still null-terminated) array that must be released
+ *        the same way; after other failures it is left as it was.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseHeaders(AMHttpHandle request, AMChar*** headers);
 /** Releases an array of PalvonAuthManager_GetResponseHeaders(); accepts null; returns 0. */

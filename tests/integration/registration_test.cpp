@@ -1,0 +1,318 @@
+// Registration of a client process with the service: the 12-byte record,
+// the registration pipe in its various states, the blocking open, and
+// several client processes sharing one pipe.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "PalvonAuthManager.h"
+#include "PalvonAuthManagerTracer.h"
+#include "client/CClientCommLib.h"
+#include "ipc/CLinuxIPC.h"
+#include "ipc/PipeDirectory.h"
+#include "ipc/Registration.h"
+#include "message/MessageTypes.h"
+#include "support/TempHome.h"
+#include "support/TestService.h"
+
+using namespace PalvonAuthManagerSDK;
+using namespace std::chrono_literals;
+using pam_test::TestService;
+
+namespace {
+
+std::string RegistrationPath() { return CLinuxIPC::getUserTmpDir() + "/" + kRegistrationPipeName; }
+
+std::vector<uint8_t> ExpectedRecord(uint32_t pid) {
+  std::vector<uint8_t> bytes = {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0, 12, 0, 0, 0};
+  std::memcpy(bytes.data() + 4, &pid, 4);
+  return bytes;
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return static_cast<mode_t>(-1);
+  return status.st_mode & 07777;
+}
+
+bool IsFifo(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+bool Exists(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0;
+}
+
+std::vector<uint8_t> ReadExactly(int fd, size_t length) {
+  std::vector<uint8_t> bytes(length);
+  size_t done = 0;
+  while (done < length) {
+    const ssize_t got = read(fd, bytes.data() + done, length - done);
+    if (got <= 0) break;
+    done += static_cast<size_t>(got);
+  }
+  bytes.resize(done);
+  return bytes;
+}
+
+class Umask {
+ public:
+  explicit Umask(mode_t mask) : previous_(umask(mask)) {}
+  ~Umask() { umask(previous_); }
+  Umask(const Umask&) = delete;
+  Umask& operator=(const Umask&) = delete;
+
+ private:
+  mode_t previous_;
+};
+
+// Waits for a child process for at most `limit`; kills it when it is late.
+// Returns the exit code, or -1 when it did not exit normally in time.
+int WaitForChild(pid_t child, std::chrono::seconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  for (;;) {
+    int status = 0;
+    const pid_t done = waitpid(child, &status, WNOHANG);
+    if (done == child) return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    if (std::chrono::steady_clock::now() > deadline) {
+      kill(child, SIGKILL);
+      waitpid(child, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(10ms);
+  }
+}
+
+// Everything written to the trace files of this home folder.
+std::string TraceText() {
+  const std::string logs = std::string(getenv("HOME")) + "/.RZPClient/logs";
+  std::string text;
+  if (DIR* dir = opendir(logs.c_str())) {
+    while (const dirent* entry = readdir(dir)) {
+      if (std::string(entry->d_name).rfind("AuthManagerSDK", 0) == 0) {
+        text += pam_test::ReadFile(logs + "/" + entry->d_name);
+      }
+    }
+    closedir(dir);
+  }
+  return text;
+}
+
+// Turns the trace on for one test.
+class Tracing {
+ public:
+  Tracing() { CTracer::s_tracingEnabled = true; }
+  ~Tracing() { CTracer::s_tracingEnabled = false; }
+  Tracing(const Tracing&) = delete;
+  Tracing& operator=(const Tracing&) = delete;
+};
+
+bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+}  // namespace
+
+// --- the record ---------------------------------------------------------------
+
+TEST(Registration, RecordIsTypeAllOnesProcessIdAndTwelve) {
+  TestService service;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_TRUE(service.WaitForRegistrations(1));
+  const auto records = service.RegistrationBytes();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0], ExpectedRecord(CurrentProcessId()));
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(Registration, RecordCarriesTheOwnProcessIdWhateverTheArgument) {
+  TestService service;
+  EXPECT_TRUE(ClientIPCRegistration(12345));
+  ASSERT_TRUE(service.WaitForRegistrations(1));
+  EXPECT_EQ(service.RegistrationBytes().at(0), ExpectedRecord(CurrentProcessId()));
+}
+
+// --- the registration pipe ----------------------------------------------------
+
+TEST(Registration, NewPipeIsMadeWithMode0666WhateverTheUmask) {
+  Umask mask(077);
+  const std::string path = RegistrationPath();
+  // A reader that opens the pipe as soon as it appears.
+  auto reader = std::async(std::launch::async, [&] {
+    while (!IsFifo(path)) std::this_thread::sleep_for(2ms);
+    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::vector<uint8_t> bytes = ReadExactly(fd, 12);
+    close(fd);
+    return bytes;
+  });
+  EXPECT_TRUE(ClientIPCRegistration(0));
+  EXPECT_EQ(reader.get(), ExpectedRecord(CurrentProcessId()));
+  EXPECT_EQ(ModeOf(path), 0666u);
+}
+
+TEST(Registration, ExistingFifoIsUsedAndItsModeResetTo0666) {
+  Umask mask(022);
+  const std::string path = RegistrationPath();
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  ASSERT_EQ(ModeOf(path), 0600u);
+  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  EXPECT_TRUE(ClientIPCRegistration(0));
+  EXPECT_EQ(ReadExactly(reader, 12), ExpectedRecord(CurrentProcessId()));
+  close(reader);
+  EXPECT_TRUE(IsFifo(path));
+  EXPECT_EQ(ModeOf(path), 0666u);
+}
+
+TEST(Registration, ExistingFifoWithWiderModeIsNarrowedTo0666) {
+  const std::string path = RegistrationPath();
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(reader, 0);
+  EXPECT_TRUE(ClientIPCRegistration(0));
+  close(reader);
+  EXPECT_EQ(ModeOf(path), 0666u);
+}
+
+TEST(Registration, RegularFileAtThePipePathIsOverwrittenAtItsStart) {
+  const std::string path = RegistrationPath();
+  const std::string before = "0123456789abcdefghij";
+  {
+    const int fd = open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(write(fd, before.data(), before.size()), static_cast<ssize_t>(before.size()));
+    close(fd);
+  }
+  // No reader is needed for a regular file: the open must not block.
+  auto registration = std::async(std::launch::async, [] { return ClientIPCRegistration(0); });
+  ASSERT_EQ(registration.wait_for(10s), std::future_status::ready);
+  EXPECT_TRUE(registration.get());
+
+  const std::string after = pam_test::ReadFile(path);
+  ASSERT_EQ(after.size(), before.size());
+  const std::vector<uint8_t> head(after.begin(), after.begin() + 12);
+  EXPECT_EQ(head, ExpectedRecord(CurrentProcessId()));
+  EXPECT_EQ(after.substr(12), before.substr(12));
+  EXPECT_EQ(ModeOf(path), 0666u);
+}
+
+TEST(Registration, ExistingPipeIsTracedAsCreatedAndChanged) {
+  Tracing tracing;
+  TestService service;  // makes the pipe first
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  const std::string trace = TraceText();
+  const std::string path = RegistrationPath();
+  EXPECT_TRUE(Contains(trace, "Successfully created Registration pipe: " + path + " \n")) << trace;
+  EXPECT_TRUE(Contains(trace, "Successfully changed permission of Registration pipe: " + path + " \n")) << trace;
+  EXPECT_TRUE(Contains(trace, "Client: Opened fifo : " + path + " \n")) << trace;
+}
+
+TEST(Registration, PipePathThatCannotBeOpenedFailsInitialiseWith65535) {
+  // A dangling symbolic link: creating the FIFO reports EEXIST, changing
+  // its mode and opening it for writing then find nothing.
+  const std::string path = RegistrationPath();
+  ASSERT_EQ(symlink((CLinuxIPC::getUserTmpDir() + "/nowhere").c_str(), path.c_str()), 0);
+  EXPECT_FALSE(ClientIPCRegistration(0));
+
+  Tracing tracing;
+  EXPECT_EQ(PalvonAuthManager_Initialize(), 0xFFFFu);
+  EXPECT_FALSE(IsInitialised());
+  // The call channel made before the registration stays.
+  ASSERT_TRUE(g_ClientCommPtr);
+  const std::string base = CLinuxIPC::getUserTmpDir() + "/" + ClientChannelName(CurrentProcessId());
+  EXPECT_TRUE(IsFifo(base + "Read"));
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  EXPECT_FALSE(g_ClientCommPtr);
+  EXPECT_FALSE(Exists(base + "Read"));
+  EXPECT_FALSE(Exists(base + "Write"));
+  const std::string trace = TraceText();
+  EXPECT_TRUE(Contains(trace, "Failed to change permission of Registration pipe : " + path + " with error \n"))
+      << trace;
+  EXPECT_TRUE(Contains(trace, "Client: IPC error opening registration pipe for write : " + path + " \n")) << trace;
+  EXPECT_FALSE(Contains(trace, "Client: Opened fifo")) << trace;
+}
+
+TEST(Registration, PipeThatCannotBeMadeFailsWithoutBlocking) {
+  // A home folder so deep that the pipe directory can still be made but a
+  // pipe name inside it exceeds the longest path (ENAMETOOLONG).
+  std::string home = getenv("HOME");
+  const size_t wanted = 4070;
+  while (home.size() < wanted) {
+    const size_t part = std::min<size_t>(200, wanted - home.size() - 1);
+    home += "/" + std::string(std::max<size_t>(part, 1), 'd');
+    ASSERT_EQ(mkdir(home.c_str(), 0700), 0) << home.size();
+  }
+  setenv("HOME", home.c_str(), 1);
+  ASSERT_EQ(CLinuxIPC::getUserTmpDir(), home + "/.RZPClient/.tmp");
+
+  auto registration = std::async(std::launch::async, [] { return ClientIPCRegistration(0); });
+  ASSERT_EQ(registration.wait_for(10s), std::future_status::ready);
+  EXPECT_FALSE(registration.get());
+  EXPECT_EQ(PalvonAuthManager_Initialize(), 0xFFFFu);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+// --- waiting for the service ----------------------------------------------------
+
+TEST(Registration, InitialiseWaitsUntilAServiceOpensThePipe) {
+  auto initialise = std::async(std::launch::async, [] { return PalvonAuthManager_Initialize(); });
+  EXPECT_EQ(initialise.wait_for(400ms), std::future_status::timeout);
+  EXPECT_TRUE(IsFifo(RegistrationPath()));
+  TestService service;
+  ASSERT_EQ(initialise.wait_for(10s), std::future_status::ready);
+  EXPECT_EQ(initialise.get(), 0u);
+  EXPECT_EQ(service.Registrations(), std::vector<uint32_t>{CurrentProcessId()});
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+// --- several clients --------------------------------------------------------------
+
+TEST(Registration, TwoClientProcessesRegisterThroughTheSamePipe) {
+  // The children are forked before the service thread exists; each one
+  // blocks in its registration until the service below opens the pipe.
+  std::vector<pid_t> children;
+  for (int i = 0; i < 2; ++i) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+      const AMResult initialised = PalvonAuthManager_Initialize();
+      const AMResult uninitialised = PalvonAuthManager_Uninitialize();
+      _exit(initialised != 0 ? 1 : uninitialised != 0 ? 2 : 0);
+    }
+    children.push_back(child);
+  }
+  TestService service;
+  for (const pid_t child : children) EXPECT_EQ(WaitForChild(child, 30s), 0) << "child " << child;
+
+  const auto records = service.RegistrationBytes();
+  ASSERT_EQ(records.size(), 2u);
+  std::set<std::vector<uint8_t>> expected;
+  for (const pid_t child : children) expected.insert(ExpectedRecord(static_cast<uint32_t>(child)));
+  EXPECT_EQ(std::set<std::vector<uint8_t>>(records.begin(), records.end()), expected);
+
+  // Each client then talked to the service over its own pipes.
+  for (const pid_t child : children) {
+    std::vector<uint32_t> types;
+    for (const auto& request : service.Requests()) {
+      if (request.processId == static_cast<uint32_t>(child)) types.push_back(request.type);
+    }
+    EXPECT_EQ(types, (std::vector<uint32_t>{msg::kGetServerSDKVersion, msg::kInitialize, msg::kUninitialize}))
+        << "child " << child;
+  }
+}
