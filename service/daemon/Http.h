@@ -1,0 +1,91 @@
+#ifndef PALVONAUTHD_HTTP_H
+#define PALVONAUTHD_HTTP_H
+
+// HTTP requests performed on a client's behalf, with libcurl.
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace palvonauthd {
+
+/** Service-wide HTTP settings from the configuration. */
+struct HttpSettings {
+  std::string userAgent;
+  uint32_t connectTimeoutSeconds = 10;
+  uint32_t timeoutSeconds = 60;
+  uint64_t maxResponseBytes = 0;
+  bool followRedirects = false;
+  bool verifyTls = true;
+  std::string caFile;
+};
+
+/** The gateway a request is routed through, as the client described it. */
+struct HttpRoute {
+  std::string friendlyName;
+  std::string logonPointUrl;
+  uint32_t edition = 0;
+  uint32_t authType = 0;
+};
+
+/** What came back for the last request sent on a handle. */
+struct HttpResponse {
+  uint32_t status = 0;
+  std::string reason;
+  /** Header lines "Name: value" of the final response, in arrival order. */
+  std::vector<std::string> headers;
+  std::vector<uint8_t> body;
+  /** How much of the body the client has read. */
+  size_t readOffset = 0;
+};
+
+/** One request object behind an HTTP handle. */
+struct HttpRequest {
+  uint32_t connection = 0;
+  std::string method = "GET";
+  std::string url;
+  std::string referenceUrl;
+  std::vector<std::string> headers;
+  uint32_t authFlags = 0;
+  std::string userAgentSuffix;
+  std::vector<uint8_t> body;
+  std::optional<HttpRoute> route;
+  /** 0: the configured default. */
+  uint32_t timeoutSeconds = 0;
+
+  /** True once a send has been attempted (trust flags are known from then on). */
+  bool attempted = false;
+  uint32_t trustFailureFlags = 0;
+  std::optional<HttpResponse> response;
+};
+
+/** Result of a send: the result code for the client and a description for the log. */
+struct HttpOutcome {
+  uint32_t code = 0;
+  std::string detail;
+};
+
+/** Must be called once before any thread performs a request. */
+void InitializeHttp();
+void ShutdownHttp();
+
+/** The user agent sent for a request: the service's own, then the client's suffix. */
+std::string UserAgentFor(const HttpSettings& settings, const std::string& suffix);
+
+/**
+ * Performs the request and stores the response (or clears it on failure).
+ * `cancel` is polled while the transfer runs; when it turns true the
+ * transfer stops with code::kHttpCancelled.
+ */
+HttpOutcome Perform(HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel);
+
+/** Checks one header line given by a client; returns a problem description or nothing. */
+std::optional<std::string> CheckHeaderLine(const std::string& line);
+/** Checks a method name (an HTTP token); returns a problem description or nothing. */
+std::optional<std::string> CheckMethod(const std::string& method);
+
+}  // namespace palvonauthd
+
+#endif

@@ -1,0 +1,67 @@
+#include "daemon/Log.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <ctime>
+#include <mutex>
+
+namespace palvonauthd {
+
+namespace {
+
+std::atomic<bool> g_verbose{false};
+std::mutex g_writeLock;
+
+const char* LevelName(LogLevel level) {
+  switch (level) {
+    case LogLevel::kError:
+      return "error";
+    case LogLevel::kWarning:
+      return "warning";
+    case LogLevel::kInfo:
+      return "info";
+    case LogLevel::kDebug:
+      return "debug";
+  }
+  return "?";
+}
+
+}  // namespace
+
+void SetVerbose(bool verbose) { g_verbose = verbose; }
+
+bool Verbose() { return g_verbose; }
+
+void WriteLog(LogLevel level, const std::string& text) {
+  struct timeval now {};
+  gettimeofday(&now, nullptr);
+  struct tm local {};
+  localtime_r(&now.tv_sec, &local);
+  char stamp[32];
+  const size_t length = strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
+  stamp[length] = '\0';
+  std::string line;
+  line.reserve(text.size() + 64);
+  line += stamp;
+  char millis[8];
+  std::snprintf(millis, sizeof millis, ".%03d", static_cast<int>(now.tv_usec / 1000));
+  line += millis;
+  line += " palvonauthd[" + std::to_string(getpid()) + "] ";
+  line += LevelName(level);
+  line += ": ";
+  line += text;
+  line += '\n';
+  // One write per line, so lines of concurrent sessions never interleave.
+  std::lock_guard<std::mutex> lock(g_writeLock);
+  size_t done = 0;
+  while (done < line.size()) {
+    const ssize_t written = write(STDERR_FILENO, line.data() + done, line.size() - done);
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+  }
+}
+
+}  // namespace palvonauthd

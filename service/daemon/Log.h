@@ -1,0 +1,47 @@
+#ifndef PALVONAUTHD_LOG_H
+#define PALVONAUTHD_LOG_H
+
+// Log lines on standard error, one line per call, safe from any thread.
+
+#include <sstream>
+#include <string>
+
+namespace palvonauthd {
+
+enum class LogLevel { kError, kWarning, kInfo, kDebug };
+
+/** Turns the debug lines (every request and reply) on or off. */
+void SetVerbose(bool verbose);
+bool Verbose();
+
+/** Writes one line: time, program name and pid, level, text. */
+void WriteLog(LogLevel level, const std::string& text);
+
+template <typename... Parts>
+std::string Concat(const Parts&... parts) {
+  std::ostringstream out;
+  (out << ... << parts);
+  return out.str();
+}
+
+template <typename... Parts>
+void LogError(const Parts&... parts) {
+  WriteLog(LogLevel::kError, Concat(parts...));
+}
+template <typename... Parts>
+void LogWarning(const Parts&... parts) {
+  WriteLog(LogLevel::kWarning, Concat(parts...));
+}
+template <typename... Parts>
+void LogInfo(const Parts&... parts) {
+  WriteLog(LogLevel::kInfo, Concat(parts...));
+}
+/** Debug lines are formatted only when verbose logging is on. */
+template <typename... Parts>
+void LogDebug(const Parts&... parts) {
+  if (Verbose()) WriteLog(LogLevel::kDebug, Concat(parts...));
+}
+
+}  // namespace palvonauthd
+
+#endif

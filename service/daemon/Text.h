@@ -1,0 +1,50 @@
+#ifndef PALVONAUTHD_TEXT_H
+#define PALVONAUTHD_TEXT_H
+
+// Text helpers: UTF-8 and UTF-32 conversion, URL and XML escaping, and the
+// "{name}" templates of the configuration.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace palvonauthd {
+
+/** UTF-32 (wchar_t) to UTF-8; invalid code points become U+FFFD. */
+std::string ToUtf8(const std::wstring& text);
+/**
+ * UTF-8 to UTF-32. Bytes that are not valid UTF-8 are taken as Latin-1
+ * characters, which is how HTTP header bytes are read traditionally.
+ */
+std::wstring FromUtf8(const std::string& text);
+
+/** Percent-encodes everything except the unreserved characters of RFC 3986. */
+std::string UrlEncode(const std::string& text);
+/** Escapes &, <, >, " and ' for use inside XML text and attributes. */
+std::string XmlEscape(const std::string& text);
+
+/** Values for a template, by placeholder name. */
+using TemplateValues = std::map<std::string, std::string>;
+
+/**
+ * Replaces each "{name}" by its value; "{{" and "}}" stand for literal braces.
+ * Unknown names are replaced by nothing (templates are checked at start-up).
+ */
+std::string ExpandTemplate(const std::string& text, const TemplateValues& values);
+/**
+ * Checks a template: returns a description of the first problem (unknown
+ * placeholder, unbalanced brace), or nothing when it is valid.
+ */
+std::optional<std::string> CheckTemplate(const std::string& text, const std::set<std::string>& allowed);
+
+/** Cuts a text for a log line, marking the cut. */
+std::string Abbreviate(const std::string& text, size_t limit = 160);
+
+/** Removes trailing slashes (but leaves a lone "/"). */
+std::string WithoutTrailingSlash(std::string text);
+
+}  // namespace palvonauthd
+
+#endif

@@ -1,0 +1,397 @@
+// palvonauthd as a process among processes: several clients at once, clients
+// that die, registrations that are not clients, fault injection, start-up
+// configuration, launch-file hand-off and stopping.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <string>
+
+#include "PalvonAuthManager.h"
+#include "ipc/CLinuxIPC.h"
+#include "service/ServiceClient.h"
+#include "service/ServiceHarness.h"
+#include "support/TempHome.h"
+
+using namespace PalvonAuthManagerSDK;
+using pam_test::Daemon;
+using pam_test::ForkClient;
+using pam_test::Take;
+using pam_test::WaitChild;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string Home() { return std::getenv("HOME"); }
+
+// A client's whole life in a child process: exit code 0 when every step
+// answered as expected, otherwise the number of the step that did not.
+int ClientFetching(const std::wstring& url) {
+  if (PalvonAuthManager_Initialize() != 0) return 10;
+  ConnectionHandle connection = 0;
+  if (PalvonAuthManager_CreateConnection(L"child", nullptr, nullptr, &connection) != 0) return 11;
+  AMHttpHandle http = 0;
+  if (PalvonAuthManager_CreateAMHttpRequest(connection, &http) != 0) return 12;
+  if (PalvonAuthManager_SetRequestUrl(http, url.c_str()) != 0) return 13;
+  if (PalvonAuthManager_SendRequestAndReceiveResponse(http) != 0) return 14;
+  AMUint status = 0;
+  if (PalvonAuthManager_GetResponseStatusCode(http, &status) != 0 || status != 200) return 15;
+  AMChar* version = nullptr;
+  if (PalvonAuthManager_GetVersion(connection, &version) != 0) return 16;
+  PalvonAuthManager_FreeString(version);
+  if (PalvonAuthManager_DestroyConnection(connection) != 0) return 17;
+  if (PalvonAuthManager_Uninitialize() != 0) return 18;
+  return 0;
+}
+
+// Checks that the service answers this process normally.
+void ExpectServed() {
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ConnectionHandle connection = 0;
+  EXPECT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  AMChar* version = nullptr;
+  EXPECT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u);
+  EXPECT_EQ(Take(version), L"palvonauthd 1.0.0 (reference service)");
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+template <typename Call>
+std::chrono::milliseconds Timed(Call call) {
+  const auto started = Clock::now();
+  call();
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - started);
+}
+
+}  // namespace
+
+TEST(ServiceProcess, ServesThreeClientProcessesAtOnce) {
+  // The endpoint answers only once all three requests are in, so the test
+  // passes only if the service performs them at the same time.
+  pam_test::Gate gathered;
+  pam_test::LoopbackHttp server;
+  server.Routes().Get("/gather", [&](const httplib::Request&, httplib::Response& response) {
+    gathered.Arrive();
+    if (gathered.WaitFor(3, std::chrono::seconds(10))) {
+      response.set_content("all here", "text/plain");
+    } else {
+      response.status = 503;
+    }
+  });
+  server.Start();
+  Daemon daemon;
+  std::vector<pid_t> children;
+  for (int i = 0; i < 3; ++i) children.push_back(ForkClient([&] { return ClientFetching(server.Url("/gather")); }));
+  for (const pid_t child : children) EXPECT_EQ(WaitChild(child), 0) << daemon.LogText();
+  for (const pid_t child : children) {
+    EXPECT_TRUE(daemon.WaitForLog("client " + std::to_string(child) + " closed its request pipe; session ended"));
+  }
+}
+
+TEST(ServiceProcess, HandlesBelongToTheClientThatCreatedThem) {
+  Daemon daemon;
+  int toParent[2];
+  int toChild[2];
+  ASSERT_EQ(pipe(toParent), 0);
+  ASSERT_EQ(pipe(toChild), 0);
+  const pid_t child = ForkClient([&] {
+    if (PalvonAuthManager_Initialize() != 0) return 10;
+    ConnectionHandle connection = 0;
+    if (PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection) != 0) return 11;
+    if (write(toParent[1], &connection, sizeof connection) != sizeof connection) return 12;
+    char go = 0;
+    if (read(toChild[0], &go, 1) != 1) return 13;
+    if (PalvonAuthManager_DestroyConnection(connection) != 0) return 14;
+    return PalvonAuthManager_Uninitialize() == 0 ? 0 : 15;
+  });
+  ConnectionHandle theirs = 0;
+  ASSERT_EQ(read(toParent[0], &theirs, sizeof theirs), static_cast<ssize_t>(sizeof theirs));
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  EXPECT_EQ(PalvonAuthManager_DestroyConnection(theirs), 0xFFFAu);
+  EXPECT_EQ(PalvonAuthManager_LogOff(theirs), 0xFFFAu);
+  ASSERT_EQ(write(toChild[1], "g", 1), 1);
+  EXPECT_EQ(WaitChild(child), 0);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  for (int fd : {toParent[0], toParent[1], toChild[0], toChild[1]}) close(fd);
+}
+
+TEST(ServiceProcess, ClientKilledInTheMiddleOfACallIsCleanedUpAndOthersAreStillServed) {
+  pam_test::Gate arrived;
+  pam_test::Gate release;
+  pam_test::LoopbackHttp server;
+  server.Routes().Get("/hold", [&](const httplib::Request&, httplib::Response& response) {
+    arrived.Arrive();
+    release.WaitOpen(std::chrono::seconds(10));
+    response.set_content("late", "text/plain");
+  });
+  server.Routes().Get(
+      "/quick", [](const httplib::Request&, httplib::Response& response) { response.set_content("ok", "text/plain"); });
+  server.Start();
+  Daemon daemon;
+  const pid_t victim = ForkClient([&] { return ClientFetching(server.Url("/hold")); });
+  ASSERT_TRUE(arrived.WaitFor(1, std::chrono::seconds(10)));
+  kill(victim, SIGKILL);
+  EXPECT_EQ(WaitChild(victim), 128 + SIGKILL);
+  // The service abandons the transfer and frees what the client had made.
+  EXPECT_TRUE(daemon.WaitForLog("client " + std::to_string(victim) +
+                                " process is gone; session ended, released 1 connection(s), 1 HTTP request(s)"))
+      << daemon.LogText();
+  release.Open();
+
+  const pid_t survivor = ForkClient([&] { return ClientFetching(server.Url("/quick")); });
+  EXPECT_EQ(WaitChild(survivor), 0) << daemon.LogText();
+  ExpectServed();
+}
+
+TEST(ServiceProcess, ClientThatExitsWithoutUninitialisingIsCleanedUp) {
+  Daemon daemon;
+  const pid_t child = ForkClient([] {
+    if (PalvonAuthManager_Initialize() != 0) return 10;
+    ConnectionHandle connection = 0;
+    AM_GATEWAY_INFO gateway = {L"GW", nullptr, 0, 0, 0};
+    VpnAuthContextHandle context = 0;
+    if (PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection) != 0) return 11;
+    if (PalvonAuthManager_CreateVpnAuthContext(connection, &gateway, 0, &context) != 0) return 12;
+    return 0;
+  });
+  EXPECT_EQ(WaitChild(child), 0);
+  EXPECT_TRUE(daemon.WaitForLog("client " + std::to_string(child) +
+                                " closed its request pipe; session ended, released 1 connection(s), 1 VPN context(s)"))
+      << daemon.LogText();
+}
+
+TEST(ServiceProcess, RegistrationsThatAreNotClientsOfThisUserAreIgnored) {
+  Daemon daemon;
+  const std::string pipe = CLinuxIPC::getUserTmpDir() + "/.AuthManagerListnerPipe";
+  const int fd = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  // Junk of an odd length, then a record of a process that does not exist.
+  ASSERT_EQ(write(fd, "\x01\x02\x03\x04\x05", 5), 5);
+  const uint32_t ghost[3] = {0xFFFFFFFFu, 0x7FFFFFF0u, 12};
+  ASSERT_EQ(write(fd, ghost, sizeof ghost), static_cast<ssize_t>(sizeof ghost));
+  EXPECT_TRUE(daemon.WaitForLog("ignored 5 byte(s) of malformed registration data")) << daemon.LogText();
+  EXPECT_TRUE(daemon.WaitForLog("registration of process 2147483632 ignored: no such process"));
+
+  pid_t stranger = -1;
+  if (getuid() == 0) {
+    // A process of another user (only root can make one here).
+    stranger = fork();
+    if (stranger == 0) {
+      if (setgid(65534) != 0 || setuid(65534) != 0) _exit(1);
+      prctl(PR_SET_DUMPABLE, 1);
+      pause();
+      _exit(0);
+    }
+    for (int i = 0; i < 200; ++i) {
+      struct stat status {};
+      if (stat(("/proc/" + std::to_string(stranger)).c_str(), &status) == 0 && status.st_uid == 65534) break;
+      usleep(5000);
+    }
+    const uint32_t foreign[3] = {0xFFFFFFFFu, static_cast<uint32_t>(stranger), 12};
+    ASSERT_EQ(write(fd, foreign, sizeof foreign), static_cast<ssize_t>(sizeof foreign));
+    EXPECT_TRUE(
+        daemon.WaitForLog("registration of process " + std::to_string(stranger) + " ignored: it belongs to user 65534"))
+        << daemon.LogText();
+    kill(stranger, SIGKILL);
+    WaitChild(stranger);
+  }
+  close(fd);
+  // A real client after all that is registered and served.
+  ExpectServed();
+}
+
+TEST(ServiceProcess, BusyAnswersAreOnlyADelayForTheLibrary) {
+  Daemon daemon({"-v", "--busy", "2"});
+  const auto initialising = Timed([] { ASSERT_EQ(PalvonAuthManager_Initialize(), 0u); });
+  // Version query and initialise are each answered busy twice, 100 ms apart.
+  EXPECT_GE(initialising, std::chrono::milliseconds(400));
+  ConnectionHandle connection = 0;
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  AMChar* version = nullptr;
+  const auto asking = Timed([&] { ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u); });
+  EXPECT_GE(asking, std::chrono::milliseconds(200));
+  EXPECT_EQ(Take(version), L"palvonauthd 1.0.0 (reference service)");
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  EXPECT_TRUE(daemon.WaitForLog("uninitialised"));
+  EXPECT_EQ(daemon.CountInLog("-> GetVersion return=65280"), 2u);
+  EXPECT_EQ(daemon.CountInLog("-> GetVersion return=0"), 1u);
+  EXPECT_EQ(daemon.CountInLog("<- GetVersion"), 3u);
+}
+
+TEST(ServiceProcess, FaultsCanBeLimitedToChosenOperations) {
+  Daemon daemon({"-v", "--busy", "1", "--delay", "150", "--fault-ops", "GetVersion,0x3F"});
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ConnectionHandle connection = 0;
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  AMChar* version = nullptr;
+  // One busy answer (100 ms wait in the library) and two delayed answers.
+  const auto asking = Timed([&] { ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u); });
+  EXPECT_GE(asking, std::chrono::milliseconds(400));
+  Take(version);
+  AM_SERVER_INFO* info = nullptr;
+  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection, L"https://x.test/", &info), 0u);
+  PalvonAuthManager_FreeServerInfo(info);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  EXPECT_TRUE(daemon.WaitForLog("uninitialised"));
+  EXPECT_EQ(daemon.CountInLog("return=65280 {"), 2u) << daemon.LogText();
+  EXPECT_EQ(daemon.CountInLog("-> GetVersion return=65280"), 1u);
+  EXPECT_EQ(daemon.CountInLog("-> DetermineServerType return=65280"), 1u);
+  EXPECT_EQ(daemon.CountInLog("-> CreateConnection return=65280"), 0u);
+}
+
+TEST(ServiceProcess, ChosenOperationsAnswerChosenCodes) {
+  Daemon daemon({"--answer", "GetVersion=7", "--answer", "63=0xFFFA"},
+                "[faults]\nanswers = { CreateVpnAuthContext = 9 }\n");
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ConnectionHandle connection = 0;
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  AMChar* version = nullptr;
+  EXPECT_EQ(PalvonAuthManager_GetVersion(connection, &version), 7u);
+  EXPECT_EQ(version, nullptr);
+  AM_SERVER_INFO* info = nullptr;
+  EXPECT_EQ(PalvonAuthManager_DetermineServerType(connection, L"https://x.test/", &info), 0xFFFAu);
+  AM_GATEWAY_INFO gateway = {nullptr, nullptr, 0, 0, 0};
+  VpnAuthContextHandle context = 0;
+  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(connection, &gateway, 0, &context), 9u);
+  EXPECT_EQ(PalvonAuthManager_LogOff(connection), 0u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, ChosenSdkVersionAboveTwoStillMeansLevelTwo) {
+  Daemon daemon({}, "[service]\nsdk_version = 5\n");
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  AMUint level = 0;
+  EXPECT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);
+  EXPECT_EQ(level, 2u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, BadConfigurationIsRefusedWithFileLineAndProblem) {
+  struct Case {
+    std::string text;
+    std::string expected;
+  };
+  const std::vector<Case> cases = {
+      {"[service]\nsdk_version = 2\nversion_text = \"unterminated\n", ":3:"},
+      {"[http]\ntimeout_s = 5\n\nuser_agnet = \"x\"\n", ":4:1: unknown key 'http.user_agnet'"},
+      {"[service]\nsdk_version = -1\n", ":2:15: 'service.sdk_version' must be between 0 and 4294967295, not -1"},
+      {"[http]\nverify_tls = \"yes\"\n", ":2:14: 'http.verify_tls' must be a boolean, not a string"},
+      {"\n[faults]\nanswers = { NoSuchCall = 5 }\n", ":3:13: unknown operation 'NoSuchCall' in 'faults.answers'"},
+      {"[trampoline]\ntemplate = \"{gateway}/t?u={uri}\"\n", ":2:12: 'trampoline.template': unknown placeholder {uri}"},
+      {"[[servers.rule]]\nprefix = \"https://a/\"\ntype = 2\n",
+       ":1:1: the rule for 'https://a/' has type 2 (gateway) and needs 'friendly_name' and 'logon_point_url'"},
+  };
+  for (size_t i = 0; i < cases.size(); ++i) {
+    const std::string path = pam_test::WriteFile(Home() + "/bad" + std::to_string(i) + ".toml", cases[i].text);
+    const auto run = pam_test::RunDaemonToExit({"--config", path});
+    EXPECT_EQ(run.exitCode, 2) << run.log;
+    EXPECT_NE(run.log.find("bad configuration: " + path + cases[i].expected), std::string::npos)
+        << "case " << i << ": " << run.log;
+  }
+  const auto missing = pam_test::RunDaemonToExit({"--config", Home() + "/none.toml"});
+  EXPECT_EQ(missing.exitCode, 2);
+  EXPECT_NE(missing.log.find(Home() + "/none.toml: cannot be read"), std::string::npos) << missing.log;
+  const auto flag = pam_test::RunDaemonToExit({"--answer", "GetVersion"});
+  EXPECT_EQ(flag.exitCode, 2);
+  EXPECT_NE(flag.log.find("'GetVersion' is not OPERATION=CODE"), std::string::npos) << flag.log;
+  const auto unknownFlag = pam_test::RunDaemonToExit({"--no-such-flag"});
+  EXPECT_EQ(unknownFlag.exitCode, 2);
+}
+
+TEST(ServiceProcess, DefaultConfigurationFileIsReadWhenPresent) {
+  ASSERT_EQ(mkdir((Home() + "/.config").c_str(), 0700), 0);
+  ASSERT_EQ(mkdir((Home() + "/.config/palvonauthd").c_str(), 0700), 0);
+  pam_test::WriteFile(Home() + "/.config/palvonauthd/palvonauthd.toml", "[service]\nversion_text = \"from file\"\n");
+  Daemon daemon({"--version-text", "from flag"});
+  EXPECT_TRUE(daemon.WaitForLog("configuration read from " + Home() + "/.config/palvonauthd/palvonauthd.toml"));
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ConnectionHandle connection = 0;
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  AMChar* version = nullptr;
+  ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u);
+  // Flags win over the file.
+  EXPECT_EQ(Take(version), L"from flag");
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, LaunchIsRecordedWhenNoLauncherIsConfigured) {
+  Daemon daemon;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  char url[] = "https://host.example.com/session.rzp";
+  char first[] = "--fullscreen";
+  char second[] = "two words \"quoted\"";
+  char third[] = "\xc3\xbcml\xc3\xa4ut";
+  AMUTF8Char* args[] = {first, second, third, nullptr};
+  AMUint status = 77;
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(url, args, &status), 0u);
+  EXPECT_EQ(status, 1u);
+  const std::string log = pam_test::ReadFile(Home() + "/.RZPClient/logs/launches.log");
+  EXPECT_NE(log.find("\tclient=" + std::to_string(getpid()) +
+                     "\tstatus=1\turl=\"https://host.example.com/session.rzp\""
+                     "\targs=[\"--fullscreen\", \"two words \\\"quoted\\\"\", \"\xc3\xbcml\xc3\xa4ut\"]\n"),
+            std::string::npos)
+      << log;
+  AMUTF8Char* none[] = {nullptr};
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(nullptr, none, &status), 0u);
+  EXPECT_EQ(status, 1u);
+  EXPECT_NE(pam_test::ReadFile(Home() + "/.RZPClient/logs/launches.log").find("\turl=-\targs=[]\n"), std::string::npos);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, ConfiguredLauncherGetsTheLaunchUrlAndArgumentsAsTheyAre) {
+  const std::string out = Home() + "/launched.txt";
+  const std::string script =
+      pam_test::WriteFile(Home() + "/launcher.sh", "#!/bin/sh\nfor a in \"$@\"; do printf '%s\\n' \"$a\"; done > \"" +
+                                                       out + ".tmp\"\nmv \"" + out + ".tmp\" \"" + out + "\"\n");
+  ASSERT_EQ(chmod(script.c_str(), 0700), 0);
+  Daemon daemon({}, "[launch]\ncommand = [\"" + script + "\", \"--from-config\"]\nlog_file = \"" + Home() +
+                        "/my-launches.log\"\n");
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  char url[] = "file:///tmp/a b.rzp";
+  char first[] = "$HOME; echo no shell";
+  char second[] = "\xc3\xbc";
+  AMUTF8Char* args[] = {first, second, nullptr};
+  AMUint status = 77;
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(url, args, &status), 0u);
+  EXPECT_EQ(status, 0u);
+  std::string lines;
+  for (int i = 0; i < 500 && (lines = pam_test::ReadFile(out)).empty(); ++i) usleep(10000);
+  EXPECT_EQ(lines, "--from-config\nfile:///tmp/a b.rzp\n$HOME; echo no shell\n\xc3\xbc\n");
+  EXPECT_NE(pam_test::ReadFile(Home() + "/my-launches.log").find("\tstatus=0\t"), std::string::npos);
+  EXPECT_TRUE(daemon.WaitForLog("exited with status 0")) << daemon.LogText();
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, LauncherThatCannotStartIsReported) {
+  Daemon daemon({"--launcher", Home() + "/missing-launcher"});
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  AMUTF8Char* none[] = {nullptr};
+  AMUint status = 77;
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(nullptr, none, &status), 0u);
+  EXPECT_EQ(status, 2u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, StopsCleanlyOnSigtermAndRefusesASecondInstance) {
+  Daemon daemon;
+  const auto second = pam_test::RunDaemonToExit({});
+  EXPECT_EQ(second.exitCode, 1);
+  EXPECT_NE(second.log.find("another palvonauthd (process " + std::to_string(daemon.Pid()) + ") already serves"),
+            std::string::npos)
+      << second.log;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  EXPECT_EQ(daemon.Stop(), 0);
+  EXPECT_NE(daemon.LogText().find("stopping on Terminated"), std::string::npos);
+  EXPECT_NE(daemon.LogText().find("service stopping; session ended"), std::string::npos) << daemon.LogText();
+  EXPECT_NE(daemon.LogText().find("info: stopped"), std::string::npos);
+  // The registration pipe stays, so clients that wait for a service keep waiting for the next one.
+  struct stat status {};
+  EXPECT_EQ(stat((CLinuxIPC::getUserTmpDir() + "/.AuthManagerListnerPipe").c_str(), &status), 0);
+  EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
