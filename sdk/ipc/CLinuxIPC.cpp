@@ -1,7 +1,7 @@
 #include "ipc/CLinuxIPC.h"
 
 #include <fcntl.h>
-#include <sys/select.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -100,13 +100,11 @@ void CLinuxIPC::WaitReadable(int& budget, bool midFrame) {
   // longer, and the wait must still end when the budget has passed.
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(budget);
   for (;;) {
-    fd_set readable;
-    FD_ZERO(&readable);
-    if (readFd_ >= 0 && readFd_ < FD_SETSIZE) FD_SET(readFd_, &readable);
-    struct timeval timeout {
-      0, kReadStepMs * 1000
+    // poll rather than select: descriptors above FD_SETSIZE must work too.
+    struct pollfd wait {
+      readFd_, POLLIN, 0
     };
-    const int ready = select(readFd_ + 1, &readable, nullptr, nullptr, &timeout);
+    const int ready = poll(&wait, 1, kReadStepMs);
     const int error = errno;
     if (closed_) throw std::runtime_error("descriptor error - closed?");
     if (ready > 0) return;
@@ -174,20 +172,26 @@ LinuxDictionary CLinuxIPC::Read() {
   std::memcpy(frame.data, header, sizeof header);
   ReadFully(frame.data + kMessagePrefixSize, bodyLength, true);
 
-  LinuxDictionary message;
+  // The frame brings its own envelope, so the message starts as a copy of
+  // an empty one instead of a fresh default (which would ask the system for
+  // the process id on every read).
+  static const LinuxDictionary kEmpty;
+  LinuxDictionary message(kEmpty);
   message.AdoptEncoding(frame.Release(), kMessagePrefixSize + bodyLength);
   message.Deserialize();
   return message;
 }
 
 void CLinuxIPC::CloseFd() {
+  // The flag goes first, so that a waiting reader that wakes on the closed
+  // descriptor reports the closing, not a failed read.
+  closed_ = true;
   // The descriptor numbers stay stored, so the channel is never reopened;
   // they are closed only once, since the numbers may be reused afterwards.
   if ((readFd_ > 0 || writeFd_ > 0) && !released_.exchange(true)) {
     if (readFd_ > 0) close(readFd_);
     if (writeFd_ > 0) close(writeFd_);
   }
-  closed_ = true;
 }
 
 void CLinuxIPC::Close() {
