@@ -13,8 +13,8 @@
  * Ownership rules:
  * - texts returned through @c AMChar** are released with
  *   PalvonAuthManager_FreeString();
- * - @ref AM_SERVER_INFO records with PalvonAuthManager_FreeServerInfo();
- * - @ref AM_VPN_AUTHORIZATION_INFO records with
+ * - AM_SERVER_INFO records with PalvonAuthManager_FreeServerInfo();
+ * - AM_VPN_AUTHORIZATION_INFO records with
  *   PalvonAuthManager_FreeVpnAuthorizationInfo();
  * - header arrays of PalvonAuthManager_GetResponseHeaders() with
  *   PalvonAuthManager_FreeResponseHeaders().
@@ -38,7 +38,7 @@ namespace PalvonAuthManagerSDK {
 extern "C" {
 #endif
 
-/** Result of every call; see @ref AMResultCode for the values. */
+/** Result of every call; see AMResultCode for the values. */
 typedef uint32_t AMResult;
 /** Character of every text parameter: a 32-bit wchar_t holding UTF-32. */
 typedef wchar_t AMChar;
@@ -219,6 +219,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_LogOff(ConnectionHandle conn
 
 /**
  * Creates a VPN authentication context for a gateway.
+ * @param connection the connection.
  * @param gatewayInfo the gateway; must not be null.
  * @param flags authentication flags, passed through.
  * @param vpnAuthContextHandle receives the context handle; must not be null.
@@ -233,6 +234,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_DestroyVpnAuthContext(VpnAut
 
 /**
  * Fetches the VPN authorization of a context.
+ * @param context the VPN authentication context.
  * @param vpnAuthorizationInfo receives a new record, released with
  *        PalvonAuthManager_FreeVpnAuthorizationInfo(). After
  *        AM_RESULT_COMMUNICATION_FAILURE a partly filled record may have been
@@ -246,6 +248,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_FreeVpnAuthorizationInfo(AM_
 
 /**
  * Generates a trampoline URL for a service URL.
+ * @param connection the connection.
  * @param serviceUrl the service URL; must not be null.
  * @param flags authentication flags, passed through.
  * @param optionalReferenceUrl optional reference URL, may be null.
@@ -265,6 +268,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_FreeString(AMChar* text);
 
 /**
  * Asks the service for its version text.
+ * @param connection the connection.
  * @param version receives a new text, released with PalvonAuthManager_FreeString().
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetVersion(ConnectionHandle connection, AMChar** version);
@@ -274,6 +278,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_SetClientWindow(ConnectionHa
 
 /**
  * Asks the service for the type of a server.
+ * @param connection the connection.
  * @param serverUrl the server URL; must not be null.
  * @param outServerInfo receives a new record, released with
  *        PalvonAuthManager_FreeServerInfo().
@@ -287,8 +292,12 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_FreeServerInfo(AM_SERVER_INF
 
 /**
  * Fetches a gateway's discovery data.
+ * @param connection the connection.
+ * @param gatewayInfo the gateway, all five fields sent; must not be null.
+ * @param flags authentication flags, passed through.
  * @param outDiscoveryData receives a new text, released with
  *        PalvonAuthManager_FreeString().
+ * @param outAuthenticationResult receives the authentication outcome.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_RetrieveGatewayDiscoveryData(
     ConnectionHandle connection, const AM_GATEWAY_INFO* gatewayInfo, AMAuthenticationFlags flags,
@@ -353,6 +362,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_SetReferenceUrl(RequestConte
 
 /**
  * Creates an HTTP request performed by the service on a connection.
+ * @param connection the connection.
  * @param outHttpHandle receives the handle (0 on failure); must not be null.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_CreateAMHttpRequest(ConnectionHandle connection,
@@ -386,6 +396,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseStatusCode(AMHttp
                                                                           AMUint* httpStatusCode);
 /**
  * Reads the reason phrase.
+ * @param request the HTTP request.
  * @param outReasonPhrase receives a new text (null on failure or when the
  *        service sent none), released with PalvonAuthManager_FreeString().
  */
@@ -393,6 +404,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseReasonPhrase(AMHt
                                                                             AMChar** outReasonPhrase);
 /**
  * Reads the response header lines ("Name: value").
+ * @param request the HTTP request.
  * @param headers receives a null-terminated array of texts, released with
  *        PalvonAuthManager_FreeResponseHeaders(). Set the pointer to null
  *        before the call: after AM_RESULT_COMMUNICATION_FAILURE it may hold a
@@ -420,7 +432,10 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_DuplicateCertificate(AMCerti
                                                                          AMCertificate* duplicate);
 /**
  * Reads the next chunk of the response body; 0 bytes read marks its end.
+ * @param request the HTTP request.
  * @param buffer receives at most maxNumberOfBytesToRead bytes.
+ * @param maxNumberOfBytesToRead size of the buffer; a longer chunk from the
+ *        service is refused with AM_RESULT_COMMUNICATION_FAILURE.
  * @param numBytesRead receives the count; must not be null.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_ReadResponseBodyStream(AMHttpHandle request, AMByte* buffer,

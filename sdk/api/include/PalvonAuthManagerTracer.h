@@ -5,7 +5,8 @@
  * Set PalvonAuthManagerSDK::CTracer::s_tracingEnabled to true before the
  * first PalvonAuthManager_Initialize() to get a trace file in
  * $HOME/.RZPClient/logs, named
- * AuthManagerSDK-<local time>-<process id>-<address>.txt. When that folder
+ * AuthManagerSDK-TIME-PID-ADDRESS.txt (local time, process id, and the
+ * address of the library's code). When that folder
  * cannot be written, trace lines go to standard output instead.
  *
  * Only the two data members below are exported; the member functions are the
