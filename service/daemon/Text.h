@@ -10,15 +10,12 @@
 #include <set>
 #include <string>
 
+#include "common/Utf8.h"
+
 namespace palvonauthd {
 
-/** UTF-32 (wchar_t) to UTF-8; invalid code points become U+FFFD. */
-std::string ToUtf8(const std::wstring& text);
-/**
- * UTF-8 to UTF-32. Bytes that are not valid UTF-8 are taken as Latin-1
- * characters, which is how HTTP header bytes are read traditionally.
- */
-std::wstring FromUtf8(const std::string& text);
+using pam_service::FromUtf8;
+using pam_service::ToUtf8;
 
 /** Percent-encodes everything except the unreserved characters of RFC 3986. */
 std::string UrlEncode(const std::string& text);
