@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,13 +55,11 @@ class OverlapWatch {
   std::atomic<int> overlaps_{0};
 };
 
-// Answers every request with "return" 0 and the request's own "tag".
-Reply EchoTag(const Request& request) {
-  Reply reply = Reply::Return(0);
-  unsigned int tag = 0;
-  if (request.message.GetUInt(L"tag", &tag)) reply.UInt(L"tag", tag);
-  if (request.type == msg::kGetServerSDKVersion) reply.UInt(L"version", 2);
-  return reply;
+// Runs body(t) on `count` threads at once and waits for all of them.
+void InThreads(int count, const std::function<void(int)>& body) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < count; ++t) threads.emplace_back(body, t);
+  for (auto& thread : threads) thread.join();
 }
 
 }  // namespace
@@ -72,35 +71,35 @@ TEST(Concurrency, EightThreadsOfFiveHundredCallsGetTheirOwnAnswersInTurn) {
   ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
   OverlapWatch watch;
   ASSERT_TRUE(watch.Valid());
+  // Every answer carries the request's own "tag".
   service.SetHandler([&](const Request& request) {
     watch.Check();
-    return EchoTag(request);
+    Reply reply = Reply::Return(0);
+    unsigned int tag = 0;
+    if (request.message.GetUInt(L"tag", &tag)) reply.UInt(L"tag", tag);
+    return reply;
   });
   const size_t before = service.RequestCount();
 
   std::atomic<int> mismatches{0};
   std::atomic<int> failures{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      const boost::shared_ptr<CClientCommLib> channel = g_ClientCommPtr;
-      for (int i = 0; i < kCalls; ++i) {
-        const uint32_t tag = static_cast<uint32_t>(t) * 100000u + static_cast<uint32_t>(i);
-        try {
-          LinuxDictionary request(MessageCommon(msg::kGetServerSDKVersion, CurrentProcessId()));
-          request.SetUInt(L"tag", tag);
-          const LinuxDictionary reply = channel->MakeCall(request);
-          unsigned int result = 1;
-          unsigned int echoed = 0;
-          if (!reply.GetUInt(L"return", &result) || result != 0) failures.fetch_add(1);
-          if (!reply.GetUInt(L"tag", &echoed) || echoed != tag) mismatches.fetch_add(1);
-        } catch (...) {
-          failures.fetch_add(1);
-        }
+  InThreads(kThreads, [&](int t) {
+    const boost::shared_ptr<CClientCommLib> channel = g_ClientCommPtr;
+    for (int i = 0; i < kCalls; ++i) {
+      const uint32_t tag = static_cast<uint32_t>(t) * 100000u + static_cast<uint32_t>(i);
+      try {
+        LinuxDictionary request(MessageCommon(msg::kGetServerSDKVersion, CurrentProcessId()));
+        request.SetUInt(L"tag", tag);
+        const LinuxDictionary reply = channel->MakeCall(request);
+        unsigned int result = 1;
+        unsigned int echoed = 0;
+        if (!reply.GetUInt(L"return", &result) || result != 0) failures.fetch_add(1);
+        if (!reply.GetUInt(L"tag", &echoed) || echoed != tag) mismatches.fetch_add(1);
+      } catch (...) {
+        failures.fetch_add(1);
       }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+    }
+  });
 
   EXPECT_EQ(failures.load(), 0);
   EXPECT_EQ(mismatches.load(), 0);
@@ -141,21 +140,17 @@ TEST(Concurrency, ExportedOperationsFromSeveralThreadsEachGetTheirOwnText) {
   });
 
   std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      for (int i = 0; i < kCalls; ++i) {
-        const ConnectionHandle handle = static_cast<ConnectionHandle>(t * 1000 + i + 1);
-        AMChar* text = nullptr;
-        const AMResult result = PalvonAuthManager_GetVersion(handle, &text);
-        if (result != 0 || text == nullptr || std::wstring(text) != L"v" + std::to_wstring(handle)) {
-          wrong.fetch_add(1);
-        }
-        (void)PalvonAuthManager_FreeString(text);
+  InThreads(kThreads, [&](int t) {
+    for (int i = 0; i < kCalls; ++i) {
+      const ConnectionHandle handle = static_cast<ConnectionHandle>(t * 1000 + i + 1);
+      AMChar* text = nullptr;
+      const AMResult result = PalvonAuthManager_GetVersion(handle, &text);
+      if (result != 0 || text == nullptr || std::wstring(text) != L"v" + std::to_wstring(handle)) {
+        wrong.fetch_add(1);
       }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+      (void)PalvonAuthManager_FreeString(text);
+    }
+  });
   EXPECT_EQ(wrong.load(), 0);
   EXPECT_EQ(watch.Overlaps(), 0);
   EXPECT_EQ(service.RequestsOfType(msg::kGetVersion).size(), static_cast<size_t>(kThreads * kCalls));

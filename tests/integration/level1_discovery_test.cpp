@@ -5,9 +5,9 @@
 #include "level1_fixture.h"
 
 using namespace PalvonAuthManagerSDK;
+using l1test::CallTrace;
 using l1test::ErrLine;
 using l1test::ExpectRequest;
-using l1test::MsgLine;
 using pam_test::Reply;
 
 namespace {
@@ -16,38 +16,37 @@ using DiscoveryTest = l1test::Level1Test;
 
 const AM_GATEWAY_INFO kGateway = {L"Gateway West", L"https://west/logon", 7, 8, 9};
 
-TEST_F(DiscoveryTest, DetermineServerTypeSendsUrlAndHandsOutAPlainServer) {
-  Service().Script(msg::kDetermineServerType, {Reply::Return(0).UInt(L"serverType", 1)});
-  AM_SERVER_INFO* info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(21, L"https://server/", &info), 0u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 1u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-
+TEST_F(DiscoveryTest, DetermineServerTypeSendsUrlAndHandsOutPlainServers) {
+  // Type 1, no type at all (type 0), and type 3 whose gateway values are ignored.
+  Service().Script(msg::kDetermineServerType,
+                   {Reply::Return(0).UInt(L"serverType", 1), Reply::Return(0),
+                    Reply::Return(0).UInt(L"serverType", 3).Wide(L"friendlyName", L"f").Wide(L"logonPointUrl", L"l")});
+  for (const uint32_t type : {1u, 0u, 3u}) {
+    SCOPED_TRACE(type);
+    AM_SERVER_INFO* info = nullptr;
+    ASSERT_EQ(PalvonAuthManager_DetermineServerType(21, type == 0 ? L"" : L"https://server/", &info), 0u);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->serverType, type);
+    EXPECT_EQ(info->gatewayInfo, nullptr);
+    EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
+  }
   const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
+  ASSERT_EQ(sent.size(), 3u);
   ExpectRequest(sent[0], msg::kDetermineServerType, {{L"AuthManagerHandle", 21}},
                 {{L"serviceUrl", L"https://server/"}});
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
-}
-
-TEST_F(DiscoveryTest, DetermineServerTypeWithoutTypeHandsOutTypeZero) {
-  AM_SERVER_INFO* info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(1, L"", &info), 0u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 0u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
+  ExpectRequest(sent[1], msg::kDetermineServerType, {{L"AuthManagerHandle", 21}}, {{L"serviceUrl", L""}});
 }
 
 TEST_F(DiscoveryTest, DetermineServerTypeTwoDescribesTheGateway) {
-  Service().Script(msg::kDetermineServerType, {Reply::Return(0)
-                                                   .UInt(L"serverType", 2)
-                                                   .Wide(L"friendlyName", L"GW \u00fc")
-                                                   .Wide(L"logonPointUrl", L"https://gw/lp")
-                                                   .UInt(L"amGatewayEdition", 4)
-                                                   .UInt(L"amGatewayAuthType", 0xFFFFFFFFu)
-                                                   .UInt(L"amGatewayReWriteRule", 5)});
+  Service().Script(msg::kDetermineServerType,
+                   {Reply::Return(0)
+                        .UInt(L"serverType", 2)
+                        .Wide(L"friendlyName", L"GW \u00fc")
+                        .Wide(L"logonPointUrl", L"https://gw/lp")
+                        .UInt(L"amGatewayEdition", 4)
+                        .UInt(L"amGatewayAuthType", 0xFFFFFFFFu)
+                        .UInt(L"amGatewayReWriteRule", 5),
+                    Reply::Return(0).UInt(L"serverType", 2).Wide(L"friendlyName", L"").Wide(L"logonPointUrl", L"")});
   AM_SERVER_INFO* info = nullptr;
   ASSERT_EQ(PalvonAuthManager_DetermineServerType(3, L"https://gw/", &info), 0u);
   ASSERT_NE(info, nullptr);
@@ -59,19 +58,12 @@ TEST_F(DiscoveryTest, DetermineServerTypeTwoDescribesTheGateway) {
   EXPECT_EQ(info->gatewayInfo->amGatewayAuthType, 0xFFFFFFFFu);
   // Never filled from the reply.
   EXPECT_EQ(info->gatewayInfo->amGatewayReWriteRule, 0u);
-
-  const size_t mark = TraceMark();
+  size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
   // The release traces its entry but no exit line.
-  const std::vector<std::string> expected = {MsgLine(sig::api::kFreeServerInfo),
-                                             MsgLine(std::string("[+] ") + sig::l1::kFreeServerInfo)};
-  EXPECT_EQ(TraceSince(mark), expected);
-}
+  EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kFreeServerInfo, sig::l1::kFreeServerInfo, -1));
 
-TEST_F(DiscoveryTest, DetermineServerTypeTwoWithoutNumbersLeavesThemZero) {
-  Service().Script(msg::kDetermineServerType,
-                   {Reply::Return(0).UInt(L"serverType", 2).Wide(L"friendlyName", L"").Wide(L"logonPointUrl", L"")});
-  AM_SERVER_INFO* info = nullptr;
+  // Empty texts are copied; missing numbers stay zero.
   ASSERT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0u);
   ASSERT_NE(info, nullptr);
   ASSERT_NE(info->gatewayInfo, nullptr);
@@ -80,22 +72,18 @@ TEST_F(DiscoveryTest, DetermineServerTypeTwoWithoutNumbersLeavesThemZero) {
   EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 0u);
   EXPECT_EQ(info->gatewayInfo->amGatewayAuthType, 0u);
   EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
+
+  // A null record is accepted, traced the same way, and sends nothing.
+  mark = TraceMark();
+  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(nullptr), 0u);
+  EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kFreeServerInfo, sig::l1::kFreeServerInfo, -1));
+  EXPECT_EQ(Sent().size(), 2u);
 }
 
-TEST_F(DiscoveryTest, DetermineServerTypeOtherTypesIgnoreGatewayValues) {
+TEST_F(DiscoveryTest, DetermineServerTypeWithMissingTextsOrFailureCode) {
   Service().Script(msg::kDetermineServerType,
-                   {Reply::Return(0).UInt(L"serverType", 3).Wide(L"friendlyName", L"f").Wide(L"logonPointUrl", L"l")});
-  AM_SERVER_INFO* info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 3u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
-}
-
-TEST_F(DiscoveryTest, DetermineServerTypeWithoutFriendlyNameHandsOutAReleasableRecord) {
-  Service().Script(msg::kDetermineServerType,
-                   {Reply::Return(0).UInt(L"serverType", 2).Wide(L"logonPointUrl", L"https://gw/lp")});
+                   {Reply::Return(0).UInt(L"serverType", 2).Wide(L"logonPointUrl", L"https://gw/lp"),
+                    Reply::Return(0).UInt(L"serverType", 2).Wide(L"friendlyName", L"gw").UInt(L"amGatewayEdition", 1)});
   AM_SERVER_INFO* info = nullptr;
   const size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0xFFF8u);
@@ -105,20 +93,12 @@ TEST_F(DiscoveryTest, DetermineServerTypeWithoutFriendlyNameHandsOutAReleasableR
   EXPECT_EQ(info->gatewayInfo->friendlyName, nullptr);
   EXPECT_EQ(info->gatewayInfo->logonPointUrl, nullptr);
   EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 0u);
-  const std::vector<std::string> expected = {
-      MsgLine(sig::api::kDetermineServerType),
-      MsgLine(std::string("[+] ") + sig::l1::kDetermineServerType),
-      ErrLine("Unexpected exception chaught."),
-      MsgLine(std::string("[-] ") + sig::l1::kDetermineServerType + " : result = 65528"),
-  };
-  EXPECT_EQ(TraceSince(mark), expected);
+  EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kDetermineServerType, sig::l1::kDetermineServerType, 65528,
+                                        {ErrLine("Unexpected exception chaught.")}));
   EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
-}
 
-TEST_F(DiscoveryTest, DetermineServerTypeWithoutLogonPointUrlKeepsTheFriendlyName) {
-  Service().Script(msg::kDetermineServerType,
-                   {Reply::Return(0).UInt(L"serverType", 2).Wide(L"friendlyName", L"gw").UInt(L"amGatewayEdition", 1)});
-  AM_SERVER_INFO* info = nullptr;
+  // Without the logon point URL the friendly name is kept.
+  info = nullptr;
   EXPECT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0xFFF8u);
   ASSERT_NE(info, nullptr);
   ASSERT_NE(info->gatewayInfo, nullptr);
@@ -127,37 +107,37 @@ TEST_F(DiscoveryTest, DetermineServerTypeWithoutLogonPointUrlKeepsTheFriendlyNam
   // The numbers come after the texts and were not reached.
   EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 0u);
   EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
-}
 
-TEST_F(DiscoveryTest, DetermineServerTypeOnFailureLeavesTheOutPointer) {
+  // A failure code leaves the caller's pointer alone.
   Service().Script(msg::kDetermineServerType, {Reply::Return(0xFFFAu).UInt(L"serverType", 1)});
   AM_SERVER_INFO placeholder{};
-  AM_SERVER_INFO* info = &placeholder;
+  info = &placeholder;
   EXPECT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0xFFFAu);
   EXPECT_EQ(info, &placeholder);
 }
 
-TEST_F(DiscoveryTest, FreeServerInfoAcceptsNull) {
-  const size_t mark = TraceMark();
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(nullptr), 0u);
-  const std::vector<std::string> expected = {MsgLine(sig::api::kFreeServerInfo),
-                                             MsgLine(std::string("[+] ") + sig::l1::kFreeServerInfo)};
-  EXPECT_EQ(TraceSince(mark), expected);
-  EXPECT_TRUE(Sent().empty());
-}
-
 TEST_F(DiscoveryTest, RetrieveGatewayDiscoveryDataSendsAllFiveGatewayFields) {
   Service().Script(msg::kRetrieveGatewayDiscoveryData,
-                   {Reply::Return(0).Wide(L"discoveryData", L"<discovery/>").UInt(L"amAuthenticationResult", 11)});
+                   {Reply::Return(0).Wide(L"discoveryData", L"<discovery/>").UInt(L"amAuthenticationResult", 11),
+                    Reply::Return(0).Wide(L"discoveryData", L"d")});
   AMChar* data = nullptr;
   AMAuthenticationResult authResult = 0;
   ASSERT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(14, &kGateway, 0x10, &data, &authResult), 0u);
-  ASSERT_NE(data, nullptr);
   EXPECT_STREQ(data, L"<discovery/>");
   EXPECT_EQ(authResult, 11u);
+  EXPECT_EQ(PalvonAuthManager_FreeString(data), 0u);
+
+  // Null texts are left out, the rewrite rule still travels.
+  const AM_GATEWAY_INFO bare = {nullptr, nullptr, 0, 0, 0};
+  authResult = 0x7777;
+  ASSERT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(1, &bare, 0, &data, &authResult), 0u);
+  EXPECT_STREQ(data, L"d");
+  // Without "amAuthenticationResult" the caller's variable is untouched.
+  EXPECT_EQ(authResult, 0x7777u);
+  EXPECT_EQ(PalvonAuthManager_FreeString(data), 0u);
 
   const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
+  ASSERT_EQ(sent.size(), 2u);
   ExpectRequest(sent[0], msg::kRetrieveGatewayDiscoveryData,
                 {{L"AuthManagerHandle", 14},
                  {L"authenticationFlags", 0x10},
@@ -165,83 +145,54 @@ TEST_F(DiscoveryTest, RetrieveGatewayDiscoveryDataSendsAllFiveGatewayFields) {
                  {L"amGatewayAuthType", 8},
                  {L"amGatewayReWriteRule", 9}},
                 {{L"friendlyName", L"Gateway West"}, {L"logonPointUrl", L"https://west/logon"}});
-  EXPECT_EQ(PalvonAuthManager_FreeString(data), 0u);
-}
-
-TEST_F(DiscoveryTest, RetrieveGatewayDiscoveryDataWithNullTextsStillSendsTheRewriteRule) {
-  Service().Script(msg::kRetrieveGatewayDiscoveryData, {Reply::Return(0).Wide(L"discoveryData", L"d")});
-  const AM_GATEWAY_INFO bare = {nullptr, nullptr, 0, 0, 0};
-  AMChar* data = nullptr;
-  AMAuthenticationResult authResult = 0x7777;
-  ASSERT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(1, &bare, 0, &data, &authResult), 0u);
-  EXPECT_STREQ(data, L"d");
-  // Without "amAuthenticationResult" the caller's variable is untouched.
-  EXPECT_EQ(authResult, 0x7777u);
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
-  ExpectRequest(sent[0], msg::kRetrieveGatewayDiscoveryData,
+  ExpectRequest(sent[1], msg::kRetrieveGatewayDiscoveryData,
                 {{L"AuthManagerHandle", 1},
                  {L"authenticationFlags", 0},
                  {L"amGatewayEdition", 0},
                  {L"amGatewayAuthType", 0},
                  {L"amGatewayReWriteRule", 0}},
                 {});
-  EXPECT_EQ(PalvonAuthManager_FreeString(data), 0u);
 }
 
 TEST_F(DiscoveryTest, RetrieveGatewayDiscoveryDataWithoutDataTouchesNoOutput) {
   AMChar placeholder[] = L"keep";
   AMChar* data = placeholder;
   AMAuthenticationResult authResult = 0x7777;
-  Service().Script(msg::kRetrieveGatewayDiscoveryData, {Reply::Return(0).UInt(L"amAuthenticationResult", 1)});
-  EXPECT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(1, &kGateway, 0, &data, &authResult), 0xFFF8u);
-  EXPECT_EQ(data, placeholder);
-  EXPECT_EQ(authResult, 0x7777u);
   Service().Script(msg::kRetrieveGatewayDiscoveryData,
-                   {Reply::Return(3).Wide(L"discoveryData", L"d").UInt(L"amAuthenticationResult", 1)});
+                   {Reply::Return(0).UInt(L"amAuthenticationResult", 1),
+                    Reply::Return(3).Wide(L"discoveryData", L"d").UInt(L"amAuthenticationResult", 1)});
+  EXPECT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(1, &kGateway, 0, &data, &authResult), 0xFFF8u);
   EXPECT_EQ(PalvonAuthManager_RetrieveGatewayDiscoveryData(1, &kGateway, 0, &data, &authResult), 3u);
   EXPECT_EQ(data, placeholder);
   EXPECT_EQ(authResult, 0x7777u);
 }
 
-TEST_F(DiscoveryTest, LogOffGatewaySendsTheGatewayWithoutRewriteRule) {
+TEST_F(DiscoveryTest, LogOffRequestsCarryGatewayWithoutRewriteRuleOrTheUrl) {
   const AM_GATEWAY_INFO onlyName = {L"n", nullptr, 1, 2, 3};
   EXPECT_EQ(PalvonAuthManager_LogOffGateway(6, &kGateway), 0u);
   EXPECT_EQ(PalvonAuthManager_LogOffGateway(6, &onlyName), 0u);
+  EXPECT_EQ(PalvonAuthManager_LogOffAuthService(0xFFFFFFFFu, L"https://auth/"), 0u);
   const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 2u);
+  ASSERT_EQ(sent.size(), 3u);
   ExpectRequest(sent[0], msg::kLogOffGateway,
                 {{L"AuthManagerHandle", 6}, {L"amGatewayEdition", 7}, {L"amGatewayAuthType", 8}},
                 {{L"friendlyName", L"Gateway West"}, {L"logonPointUrl", L"https://west/logon"}});
   ExpectRequest(sent[1], msg::kLogOffGateway,
                 {{L"AuthManagerHandle", 6}, {L"amGatewayEdition", 1}, {L"amGatewayAuthType", 2}},
                 {{L"friendlyName", L"n"}});
-}
-
-TEST_F(DiscoveryTest, LogOffAuthServiceSendsTheUrlAsServiceUrl) {
-  EXPECT_EQ(PalvonAuthManager_LogOffAuthService(0xFFFFFFFFu, L"https://auth/"), 0u);
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
-  ExpectRequest(sent[0], msg::kLogOffAuthService, {{L"AuthManagerHandle", 0xFFFFFFFFu}},
+  ExpectRequest(sent[2], msg::kLogOffAuthService, {{L"AuthManagerHandle", 0xFFFFFFFFu}},
                 {{L"serviceUrl", L"https://auth/"}});
 }
 
-TEST_F(DiscoveryTest, GetLogonStatusSendsTheUrlAndReadsTheStatus) {
-  Service().Script(msg::kGetLogonStatus, {Reply::Return(0).UInt(L"logonStatus", 3)});
+TEST_F(DiscoveryTest, GetLogonStatusReadsTheStatusOnlyOnSuccessWithTheKey) {
+  Service().Script(msg::kGetLogonStatus, {Reply::Return(0).UInt(L"logonStatus", 3), Reply::Return(0),
+                                          Reply::Return(0xFFFAu).UInt(L"logonStatus", 1)});
   AMLogonStatus status = 0;
   EXPECT_EQ(PalvonAuthManager_GetLogonStatus(8, L"https://auth/", &status), 0u);
   EXPECT_EQ(status, 3u);
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
-  ExpectRequest(sent[0], msg::kGetLogonStatus, {{L"AuthManagerHandle", 8}}, {{L"serviceUrl", L"https://auth/"}});
-}
-
-TEST_F(DiscoveryTest, GetLogonStatusLeavesTheStatusWithoutKeyOrOnFailure) {
-  AMLogonStatus status = 0x4242;
-  Service().Script(msg::kGetLogonStatus, {Reply::Return(0)});
+  ExpectRequest(Sent().at(0), msg::kGetLogonStatus, {{L"AuthManagerHandle", 8}}, {{L"serviceUrl", L"https://auth/"}});
+  status = 0x4242;
   EXPECT_EQ(PalvonAuthManager_GetLogonStatus(8, L"u", &status), 0u);
-  EXPECT_EQ(status, 0x4242u);
-  Service().Script(msg::kGetLogonStatus, {Reply::Return(0xFFFAu).UInt(L"logonStatus", 1)});
   EXPECT_EQ(PalvonAuthManager_GetLogonStatus(8, L"u", &status), 0xFFFAu);
   EXPECT_EQ(status, 0x4242u);
 }

@@ -68,6 +68,18 @@ inline std::string MsgLine(const std::string& text) { return "<T>       : " + te
 /** A masked trace line at error level. */
 inline std::string ErrLine(const std::string& text) { return "<T> Err   : " + text; }
 
+/**
+ * Masked trace of one call: the export's and the operation's entry lines,
+ * `middle`, and the operation's exit line with `result` (left out when negative).
+ */
+inline std::vector<std::string> CallTrace(const char* api, const char* op, long long result,
+                                          const std::vector<std::string>& middle = {}) {
+  std::vector<std::string> lines = {MsgLine(api), MsgLine(std::string("[+] ") + op)};
+  lines.insert(lines.end(), middle.begin(), middle.end());
+  if (result >= 0) lines.push_back(MsgLine(std::string("[-] ") + op + " : result = " + std::to_string(result)));
+  return lines;
+}
+
 /** The request's envelope and all six value maps, compared exactly. */
 inline void ExpectRequest(const pam_test::Request& request, uint32_t type, const UIntMap& uints, const WideMap& wides) {
   EXPECT_EQ(request.type, type);
@@ -115,6 +127,13 @@ class Level1Test : public ::testing::Test {
   std::vector<pam_test::Request> Sent() const {
     auto all = service_->Requests();
     return std::vector<pam_test::Request>(all.begin() + static_cast<std::ptrdiff_t>(baseline_), all.end());
+  }
+
+  /** Checks that exactly one request was sent since initialisation, and what it held. */
+  void ExpectOnlyRequest(uint32_t type, const UIntMap& uints, const WideMap& wides) const {
+    const auto sent = Sent();
+    ASSERT_EQ(sent.size(), 1u);
+    ExpectRequest(sent[0], type, uints, wides);
   }
 
   /** Number of trace lines so far; pass it to TraceSince(). */

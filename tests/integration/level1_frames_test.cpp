@@ -91,7 +91,7 @@ std::vector<ExportCall> RequestContextCalls(RequestContextOutputs& out) {
   };
 }
 
-TEST(Level1Frames, EveryLevelOneExportAnswersNotInitialisedAndTracesItsEntry) {
+TEST(Level1Frames, BeforeInitialisationExportsAnswerNotInitialisedOrNotImplementedAndTraceTheirEntry) {
   const AM_GATEWAY_INFO gateway = {L"g", L"u", 1, 2, 3};
   AMWindowInfo window = {1, 2, 3, 4, nullptr, nullptr, nullptr};
   ConnectionHandle handle = kSentinel;
@@ -146,9 +146,7 @@ TEST(Level1Frames, EveryLevelOneExportAnswersNotInitialisedAndTracesItsEntry) {
   EXPECT_EQ(authResult, kSentinel);
   EXPECT_EQ(status, kSentinel);
   EXPECT_EQ(level, kSentinel);
-}
 
-TEST(Level1Frames, NullArgumentsBeforeInitialisationStillAnswerNotInitialised) {
   // The initialised check comes before any argument is looked at.
   EXPECT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, nullptr), 0xFFFDu);
   EXPECT_EQ(PalvonAuthManager_GetVersion(1, nullptr), 0xFFFDu);
@@ -157,9 +155,8 @@ TEST(Level1Frames, NullArgumentsBeforeInitialisationStillAnswerNotInitialised) {
   EXPECT_EQ(PalvonAuthManager_FreeString(nullptr), 0xFFFDu);
   EXPECT_EQ(PalvonAuthManager_FreeServerInfo(nullptr), 0xFFFDu);
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(nullptr), 0xFFFDu);
-}
 
-TEST(Level1Frames, RequestContextFunctionsAnswerNotImplementedBeforeInitialisation) {
+  // The request-context functions are not implemented, initialised or not.
   RequestContextOutputs out;
   ExpectResultAndEntryLine(RequestContextCalls(out), 0xFFF5u);
   EXPECT_TRUE(out.Untouched());

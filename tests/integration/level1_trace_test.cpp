@@ -4,6 +4,7 @@
 
 #include <regex>
 
+#include "api/SignatureTexts.h"
 #include "level1_fixture.h"
 
 using namespace PalvonAuthManagerSDK;
@@ -50,32 +51,13 @@ TEST_F(TraceFileTest, OneSessionLineByLine) {
       << files[0];
 
   const std::string registration = service.Directory() + "/.AuthManagerListnerPipe";
-  const std::string version =
-      "PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::GetServerSDKVersion("
-      "PalvonAuthManagerSDK::AMUint*)";
-  const std::string initialize =
-      "virtual PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::LinuxAMImplementation::Initialize()";
-  const std::string uninitialize =
-      "virtual PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::LinuxAMImplementation::Uninitialize()";
-  const std::string createExport =
-      "PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::PalvonAuthManager_CreateConnection(const AMChar*, "
-      "PalvonAuthManagerSDK::StatusChangeCallback, void*, PalvonAuthManagerSDK::ConnectionHandle*)";
-  const std::string create =
-      "virtual PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::LinuxAMImplementation::CreateConnection("
-      "const AMChar*, PalvonAuthManagerSDK::StatusChangeCallback, void*, PalvonAuthManagerSDK::ConnectionHandle*)";
-  const std::string versionExport =
-      "PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::PalvonAuthManager_GetVersion("
-      "PalvonAuthManagerSDK::ConnectionHandle, PalvonAuthManagerSDK::AMChar**)";
-  const std::string getVersion =
-      "virtual PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::LinuxAMImplementation::GetVersion("
-      "PalvonAuthManagerSDK::ConnectionHandle, PalvonAuthManagerSDK::AMChar**)";
-  const std::string destroyExport =
-      "PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::PalvonAuthManager_DestroyConnection("
-      "PalvonAuthManagerSDK::ConnectionHandle)";
-  const std::string destroy =
-      "virtual PalvonAuthManagerSDK::AMResult PalvonAuthManagerSDK::LinuxAMImplementation::DestroyConnection("
-      "PalvonAuthManagerSDK::ConnectionHandle)";
-
+  // The signature texts themselves are pinned by the signature text tests.
+  const std::string version = sig::kGetServerSDKVersion;
+  const std::string initialize = sig::l1::kInitialize;
+  const std::string uninitialize = sig::l1::kUninitialize;
+  const std::string create = sig::l1::kCreateConnection;
+  const std::string getVersion = sig::l1::kGetVersion;
+  const std::string destroy = sig::l1::kDestroyConnection;
   const std::vector<std::string> expected = {
       "===========================================",
       "  Authentication Manager Static SDK ",
@@ -93,13 +75,13 @@ TEST_F(TraceFileTest, OneSessionLineByLine) {
       MsgLine("[+] " + initialize),
       MsgLine("[-] " + initialize + " : result = 0"),
       MsgLine("Initialize succeeded"),
-      MsgLine(createExport),
+      MsgLine(sig::api::kCreateConnection),
       MsgLine("[+] " + create),
       MsgLine("[-] " + create + " : result = 0"),
-      MsgLine(versionExport),
+      MsgLine(sig::api::kGetVersion),
       MsgLine("[+] " + getVersion),
       ErrLine("GetVersion: failed because version is NULL!"),
-      MsgLine(destroyExport),
+      MsgLine(sig::api::kDestroyConnection),
       MsgLine("[+] " + destroy),
       ErrLine("Invalid connection handle 99."),
       MsgLine("[-] " + destroy + " : result = 65530"),

@@ -7,6 +7,7 @@
 #include "level1_fixture.h"
 
 using namespace PalvonAuthManagerSDK;
+using l1test::CallTrace;
 using l1test::ErrLine;
 using l1test::ExpectRequest;
 using l1test::MsgLine;
@@ -16,96 +17,75 @@ namespace {
 
 using VpnTest = l1test::Level1Test;
 
-TEST_F(VpnTest, CreateVpnAuthContextSendsGatewayWithoutRewriteRule) {
+TEST_F(VpnTest, CreateVpnAuthContextSendsGatewayWithoutRewriteRuleOrNullTexts) {
   Service().Script(msg::kCreateVpnAuthContext, {Reply::Return(0).UInt(L"vpnauthcontexthandle", 77)});
   const AM_GATEWAY_INFO gateway = {L"Gateway Ost", L"https://gw.example/logon", 3, 4, 99};
+  const AM_GATEWAY_INFO noTexts = {nullptr, nullptr, 0, 0xFFFFFFFFu, 1};
+  const AM_GATEWAY_INFO onlyUrl = {nullptr, L"u", 1, 2, 3};
   VpnAuthContextHandle context = 0;
   EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(12, &gateway, 0x80000001u, &context), 0u);
   EXPECT_EQ(context, 77u);
+  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &noTexts, 0, &context), 0u);
+  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(2, &onlyUrl, 5, &context), 0u);
 
   const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
+  ASSERT_EQ(sent.size(), 3u);
   ExpectRequest(sent[0], msg::kCreateVpnAuthContext,
                 {{L"AuthManagerHandle", 12},
                  {L"amGatewayEdition", 3},
                  {L"amGatewayAuthType", 4},
                  {L"authenticationFlags", 0x80000001u}},
                 {{L"friendlyName", L"Gateway Ost"}, {L"logonPointUrl", L"https://gw.example/logon"}});
-}
-
-TEST_F(VpnTest, CreateVpnAuthContextLeavesNullGatewayTextsOut) {
-  const AM_GATEWAY_INFO noTexts = {nullptr, nullptr, 0, 0xFFFFFFFFu, 1};
-  VpnAuthContextHandle context = 0;
-  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &noTexts, 0, &context), 0u);
-  const AM_GATEWAY_INFO onlyUrl = {nullptr, L"u", 1, 2, 3};
-  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(2, &onlyUrl, 5, &context), 0u);
-
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 2u);
-  ExpectRequest(sent[0], msg::kCreateVpnAuthContext,
+  ExpectRequest(sent[1], msg::kCreateVpnAuthContext,
                 {{L"AuthManagerHandle", 1},
                  {L"amGatewayEdition", 0},
                  {L"amGatewayAuthType", 0xFFFFFFFFu},
                  {L"authenticationFlags", 0}},
                 {});
   ExpectRequest(
-      sent[1], msg::kCreateVpnAuthContext,
+      sent[2], msg::kCreateVpnAuthContext,
       {{L"AuthManagerHandle", 2}, {L"amGatewayEdition", 1}, {L"amGatewayAuthType", 2}, {L"authenticationFlags", 5}},
       {{L"logonPointUrl", L"u"}});
 }
 
 TEST_F(VpnTest, CreateVpnAuthContextHandleIsWrittenOnlyOnSuccessWithTheKey) {
   const AM_GATEWAY_INFO gateway = {L"g", L"u", 1, 2, 3};
+  // No key, a failure code, and the connection key instead of the context key.
+  Service().Script(msg::kCreateVpnAuthContext, {Reply::Return(0), Reply::Return(42).UInt(L"vpnauthcontexthandle", 1),
+                                                Reply::Return(0).UInt(L"AuthManagerHandle", 1)});
   VpnAuthContextHandle context = 0x5555;
-  Service().Script(msg::kCreateVpnAuthContext, {Reply::Return(0)});
-  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &gateway, 0, &context), 0u);
-  EXPECT_EQ(context, 0x5555u);
-  Service().Script(msg::kCreateVpnAuthContext, {Reply::Return(42).UInt(L"vpnauthcontexthandle", 1)});
-  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &gateway, 0, &context), 42u);
-  EXPECT_EQ(context, 0x5555u);
-  // The connection key is not the context key.
-  Service().Script(msg::kCreateVpnAuthContext, {Reply::Return(0).UInt(L"AuthManagerHandle", 1)});
-  EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &gateway, 0, &context), 0u);
-  EXPECT_EQ(context, 0x5555u);
+  for (const AMResult expected : {0u, 42u, 0u}) {
+    EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(1, &gateway, 0, &context), expected);
+    EXPECT_EQ(context, 0x5555u);
+  }
 }
 
 TEST_F(VpnTest, DestroyVpnAuthContextSendsOnlyTheContextHandle) {
   const size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_DestroyVpnAuthContext(0xFFFFFFFFu), 0u);
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
-  ExpectRequest(sent[0], msg::kDestroyVpnAuthContext, {{L"vpnauthcontexthandle", 0xFFFFFFFFu}}, {});
-  const std::vector<std::string> expected = {
-      MsgLine(sig::api::kDestroyVpnAuthContext),
-      MsgLine(std::string("[+] ") + sig::l1::kDestroyVpnAuthContext),
-      MsgLine(std::string("[-] ") + sig::l1::kDestroyVpnAuthContext + " : result = 0"),
-  };
-  EXPECT_EQ(TraceSince(mark), expected);
+  ExpectOnlyRequest(msg::kDestroyVpnAuthContext, {{L"vpnauthcontexthandle", 0xFFFFFFFFu}}, {});
+  EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kDestroyVpnAuthContext, sig::l1::kDestroyVpnAuthContext, 0));
 }
 
 TEST_F(VpnTest, GetVpnAuthorizationInfoHandsOutIndependentCopies) {
-  Service().Script(msg::kGetVpnAuthorizationInfo, {Reply::Return(0)
-                                                       .UInt(L"amAuthenticationResult", 6)
-                                                       .Wide(L"vpnauthorizationstr", L"token-\u00e9-1")
-                                                       .Wide(L"vpnsessionlogonpointurl", L"https://vpn/logon")});
+  Service().Script(msg::kGetVpnAuthorizationInfo,
+                   {Reply::Return(0)
+                        .UInt(L"amAuthenticationResult", 6)
+                        .Wide(L"vpnauthorizationstr", L"token-\u00e9-1")
+                        .Wide(L"vpnsessionlogonpointurl", L"https://vpn/logon"),
+                    Reply::Return(0).Wide(L"vpnauthorizationstr", L"other").Wide(L"vpnsessionlogonpointurl", L"other"),
+                    Reply::Return(0).Wide(L"vpnauthorizationstr", L"").Wide(L"vpnsessionlogonpointurl", L"")});
   AM_VPN_AUTHORIZATION_INFO* info = nullptr;
   ASSERT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(88, &info), 0u);
   ASSERT_NE(info, nullptr);
-
-  const auto sent = Sent();
-  ASSERT_EQ(sent.size(), 1u);
-  ExpectRequest(sent[0], msg::kGetVpnAuthorizationInfo, {{L"vpnauthcontexthandle", 88}}, {});
+  ExpectOnlyRequest(msg::kGetVpnAuthorizationInfo, {{L"vpnauthcontexthandle", 88}}, {});
 
   // A second exchange replaces the channel's last reply; the record's texts
   // are copies of their own.
-  Service().Script(
-      msg::kGetVpnAuthorizationInfo,
-      {Reply::Return(0).Wide(L"vpnauthorizationstr", L"other").Wide(L"vpnsessionlogonpointurl", L"other")});
   AM_VPN_AUTHORIZATION_INFO* second = nullptr;
   ASSERT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(88, &second), 0u);
   ASSERT_NE(second, nullptr);
   EXPECT_NE(second, info);
-
   EXPECT_EQ(info->amAuthenticationResult, 6u);
   EXPECT_STREQ(info->vpnauthorizationstr, L"token-\u00e9-1");
   EXPECT_STREQ(info->vpnsessionlogonpointurl, L"https://vpn/logon");
@@ -117,19 +97,14 @@ TEST_F(VpnTest, GetVpnAuthorizationInfoHandsOutIndependentCopies) {
   const size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(info), 0u);
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(second), 0u);
+  EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(nullptr), 0u);
   // Releasing writes only the export's entry line and sends nothing.
-  const std::vector<std::string> expected = {MsgLine(sig::api::kFreeVpnAuthorizationInfo),
-                                             MsgLine(sig::api::kFreeVpnAuthorizationInfo)};
+  const std::vector<std::string> expected(3, MsgLine(sig::api::kFreeVpnAuthorizationInfo));
   EXPECT_EQ(TraceSince(mark), expected);
   EXPECT_EQ(Sent().size(), 2u);
-}
 
-TEST_F(VpnTest, GetVpnAuthorizationInfoCopiesEmptyTexts) {
-  Service().Script(msg::kGetVpnAuthorizationInfo,
-                   {Reply::Return(0).Wide(L"vpnauthorizationstr", L"").Wide(L"vpnsessionlogonpointurl", L"")});
-  AM_VPN_AUTHORIZATION_INFO* info = nullptr;
+  // Empty texts are copied as empty texts, not left null.
   ASSERT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(1, &info), 0u);
-  ASSERT_NE(info, nullptr);
   ASSERT_NE(info->vpnauthorizationstr, nullptr);
   ASSERT_NE(info->vpnsessionlogonpointurl, nullptr);
   EXPECT_EQ(std::wcslen(info->vpnauthorizationstr), 0u);
@@ -137,9 +112,10 @@ TEST_F(VpnTest, GetVpnAuthorizationInfoCopiesEmptyTexts) {
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(info), 0u);
 }
 
-TEST_F(VpnTest, GetVpnAuthorizationInfoWithoutLogonPointUrlHandsOutThePartlyFilledRecord) {
+TEST_F(VpnTest, GetVpnAuthorizationInfoWithMissingTextsOrFailureCode) {
   Service().Script(msg::kGetVpnAuthorizationInfo,
-                   {Reply::Return(0).UInt(L"amAuthenticationResult", 2).Wide(L"vpnauthorizationstr", L"auth")});
+                   {Reply::Return(0).UInt(L"amAuthenticationResult", 2).Wide(L"vpnauthorizationstr", L"auth"),
+                    Reply::Return(0).Wide(L"vpnsessionlogonpointurl", L"u")});
   AM_VPN_AUTHORIZATION_INFO* info = nullptr;
   const size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(5, &info), 0xFFF8u);
@@ -147,39 +123,26 @@ TEST_F(VpnTest, GetVpnAuthorizationInfoWithoutLogonPointUrlHandsOutThePartlyFill
   EXPECT_EQ(info->amAuthenticationResult, 2u);
   EXPECT_STREQ(info->vpnauthorizationstr, L"auth");
   EXPECT_EQ(info->vpnsessionlogonpointurl, nullptr);
-  const std::vector<std::string> expected = {
-      MsgLine(sig::api::kGetVpnAuthorizationInfo),
-      MsgLine(std::string("[+] ") + sig::l1::kGetVpnAuthorizationInfo),
-      ErrLine("Unexpected exception chaught."),
-      MsgLine(std::string("[-] ") + sig::l1::kGetVpnAuthorizationInfo + " : result = 65528"),
-  };
-  EXPECT_EQ(TraceSince(mark), expected);
+  EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kGetVpnAuthorizationInfo, sig::l1::kGetVpnAuthorizationInfo, 65528,
+                                        {ErrLine("Unexpected exception chaught.")}));
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(info), 0u);
-}
 
-TEST_F(VpnTest, GetVpnAuthorizationInfoWithoutAuthorizationTextHandsOutAnEmptyRecord) {
-  Service().Script(msg::kGetVpnAuthorizationInfo, {Reply::Return(0).Wide(L"vpnsessionlogonpointurl", L"u")});
-  AM_VPN_AUTHORIZATION_INFO* info = nullptr;
+  // Without the authorization text the record stays empty.
+  info = nullptr;
   EXPECT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(5, &info), 0xFFF8u);
   ASSERT_NE(info, nullptr);
   EXPECT_EQ(info->amAuthenticationResult, 0u);
   EXPECT_EQ(info->vpnauthorizationstr, nullptr);
   EXPECT_EQ(info->vpnsessionlogonpointurl, nullptr);
   EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(info), 0u);
-}
 
-TEST_F(VpnTest, GetVpnAuthorizationInfoOnFailureLeavesTheOutPointer) {
+  // A failure code leaves the caller's pointer alone.
   Service().Script(msg::kGetVpnAuthorizationInfo,
                    {Reply::Return(9).Wide(L"vpnauthorizationstr", L"a").Wide(L"vpnsessionlogonpointurl", L"b")});
   AM_VPN_AUTHORIZATION_INFO placeholder{};
-  AM_VPN_AUTHORIZATION_INFO* info = &placeholder;
+  info = &placeholder;
   EXPECT_EQ(PalvonAuthManager_GetVpnAuthorizationInfo(5, &info), 9u);
   EXPECT_EQ(info, &placeholder);
-}
-
-TEST_F(VpnTest, FreeVpnAuthorizationInfoAcceptsNull) {
-  EXPECT_EQ(PalvonAuthManager_FreeVpnAuthorizationInfo(nullptr), 0u);
-  EXPECT_TRUE(Sent().empty());
 }
 
 }  // namespace

@@ -1,19 +1,13 @@
 // The HTTP example program, run as a child process against a test service
 // (same HOME) that answers like a small web server.
-#include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "level2_support.h"
-
-extern char** environ;
 
 using namespace PalvonAuthManagerSDK;
 using namespace l2test;
@@ -27,61 +21,27 @@ struct ChildResult {
   std::string err;
 };
 
-/** Runs the example with `args`, collecting its output; kills it after 60 s. */
+/** Runs the example with `args` through a shell that first prints its own (the child's) process id. */
 ChildResult RunExample(const std::vector<std::string>& args) {
   ChildResult result;
 #ifdef PAM_HTTP_EXAMPLE
-  int outPipe[2];
-  int errPipe[2];
-  if (pipe2(outPipe, O_CLOEXEC) != 0 || pipe2(errPipe, O_CLOEXEC) != 0) {
-    ADD_FAILURE() << "pipe2 failed";
+  const std::string errPath = std::string(std::getenv("HOME")) + "/example-stderr";
+  std::string command = "echo $$; exec '" PAM_HTTP_EXAMPLE "'";
+  for (const auto& arg : args) command += " '" + arg + "'";
+  FILE* child = popen((command + " 2>'" + errPath + "'").c_str(), "r");
+  if (child == nullptr) {
+    ADD_FAILURE() << "popen failed";
     return result;
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, outPipe[1], STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, errPipe[1], STDERR_FILENO);
-  std::vector<std::string> argvText = {PAM_HTTP_EXAMPLE};
-  argvText.insert(argvText.end(), args.begin(), args.end());
-  std::vector<char*> argv;
-  for (auto& text : argvText) argv.push_back(text.data());
-  argv.push_back(nullptr);
-  const int spawned = posix_spawn(&result.pid, PAM_HTTP_EXAMPLE, &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  close(outPipe[1]);
-  close(errPipe[1]);
-  if (spawned != 0) {
-    ADD_FAILURE() << "posix_spawn failed: " << spawned;
-    close(outPipe[0]);
-    close(errPipe[0]);
-    return result;
-  }
-
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  bool outOpen = true;
-  bool errOpen = true;
-  while ((outOpen || errOpen) && std::chrono::steady_clock::now() < deadline) {
-    struct pollfd fds[2] = {{outOpen ? outPipe[0] : -1, POLLIN, 0}, {errOpen ? errPipe[0] : -1, POLLIN, 0}};
-    if (poll(fds, 2, 200) <= 0) continue;
-    char chunk[65536];
-    for (int i = 0; i < 2; ++i) {
-      if (fds[i].revents == 0) continue;
-      const ssize_t got = read(fds[i].fd, chunk, sizeof chunk);
-      if (got > 0) {
-        (i == 0 ? result.out : result.err).append(chunk, static_cast<size_t>(got));
-      } else {
-        (i == 0 ? outOpen : errOpen) = false;
-      }
-    }
-  }
-  if (outOpen || errOpen) {
-    ADD_FAILURE() << "the example did not finish in time";
-    kill(result.pid, SIGKILL);
-  }
-  close(outPipe[0]);
-  close(errPipe[0]);
-  int status = 0;
-  if (waitpid(result.pid, &status, 0) == result.pid && WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  char chunk[65536];
+  size_t got = 0;
+  while ((got = std::fread(chunk, 1, sizeof chunk, child)) > 0) result.out.append(chunk, got);
+  const int status = pclose(child);
+  if (WIFEXITED(status)) result.exitCode = WEXITSTATUS(status);
+  const size_t newline = result.out.find('\n');
+  result.pid = static_cast<pid_t>(std::stol(result.out.substr(0, newline)));
+  result.out.erase(0, newline + 1);
+  result.err = pam_test::ReadFile(errPath);
 #else
   (void)args;
   ADD_FAILURE() << "built without the example program";

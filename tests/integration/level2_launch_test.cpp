@@ -27,41 +27,35 @@ class Args {
   std::vector<AMUTF8Char*> pointers_;
 };
 
-TEST_F(Level2Launch, NoArgumentsSendsOnlyTheCountAndTheUrl) {
+TEST_F(Level2Launch, ArgumentsTravelAsNarrowStringsUnderTheirIndexAfterCountAndUrl) {
   service.Script(msg::kLaunchRZPFile, {Reply::Return(0).UInt(L"currentStatus", 4)});
-  Args args({});
-  AMUint status = 0;
-  EXPECT_EQ(PalvonAuthManager_LaunchRZPFile("https://portal.example/launch.rzp", args.Get(), &status), 0u);
-  EXPECT_EQ(status, 4u);
-  const Request request = Only(msg::kLaunchRZPFile);
-  EXPECT_EQ(request.type, 85u);
-  EXPECT_EQ(Describe(request.message),
-            (Described{{"NumberOfArgs", "uint:0"}, {"LaunchURL", "narrow:https://portal.example/launch.rzp"}}));
-}
-
-TEST_F(Level2Launch, ElevenArgumentsTravelAsNarrowStringsUnderTheirIndex) {
   std::vector<std::string> texts;
   for (int i = 0; i < 11; ++i) texts.push_back("--option-" + std::to_string(i));
-  Args args(texts);
+  Args none({});
+  Args eleven(texts);
+  Args one({"a"});
   AMUint status = 0;
-  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile("u", args.Get(), &status), 0u);
+  EXPECT_EQ(PalvonAuthManager_LaunchRZPFile("https://portal.example/launch.rzp", none.Get(), &status), 0u);
+  EXPECT_EQ(status, 4u);
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile("u", eleven.Get(), &status), 0u);
+  // A null URL is left out, an empty one is sent empty.
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(nullptr, one.Get(), &status), 0u);
+  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile("", one.Get(), &status), 0u);
+
+  const auto sent = service.RequestsOfType(msg::kLaunchRZPFile);
+  ASSERT_EQ(sent.size(), 4u);
+  EXPECT_EQ(sent[0].type, 85u);
+  EXPECT_EQ(sent[0].processId, static_cast<uint32_t>(getpid()));
+  EXPECT_EQ(Describe(sent[0].message),
+            (Described{{"NumberOfArgs", "uint:0"}, {"LaunchURL", "narrow:https://portal.example/launch.rzp"}}));
   Described expected = {{"NumberOfArgs", "uint:11"}, {"LaunchURL", "narrow:u"}};
   for (int i = 0; i < 11; ++i) expected["TrelkArg" + std::to_string(i)] = "narrow:" + texts[static_cast<size_t>(i)];
-  EXPECT_EQ(OnlyDescribed(msg::kLaunchRZPFile), expected);
-}
-
-TEST_F(Level2Launch, NullUrlIsLeftOutAndEmptyUrlIsSentEmpty) {
-  Args args({"a"});
-  AMUint status = 0;
-  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile(nullptr, args.Get(), &status), 0u);
-  ASSERT_EQ(PalvonAuthManager_LaunchRZPFile("", args.Get(), &status), 0u);
-  const auto sent = service.RequestsOfType(msg::kLaunchRZPFile);
-  ASSERT_EQ(sent.size(), 2u);
-  EXPECT_EQ(Describe(sent[0].message), (Described{{"NumberOfArgs", "uint:1"}, {"TrelkArg0", "narrow:a"}}));
-  EXPECT_EQ(Describe(sent[1].message),
+  EXPECT_EQ(Describe(sent[1].message), expected);
+  EXPECT_EQ(Describe(sent[2].message), (Described{{"NumberOfArgs", "uint:1"}, {"TrelkArg0", "narrow:a"}}));
+  EXPECT_EQ(Describe(sent[3].message),
             (Described{{"NumberOfArgs", "uint:1"}, {"LaunchURL", "narrow:"}, {"TrelkArg0", "narrow:a"}}));
   // Present and empty on the wire: one terminating byte.
-  const RawRecord url = RawRecordOf(sent[1].raw, L"LaunchURL");
+  const RawRecord url = RawRecordOf(sent[3].raw, L"LaunchURL");
   EXPECT_EQ(url.type, 6u);
   EXPECT_EQ(url.value, std::vector<uint8_t>{0});
 }
@@ -88,26 +82,19 @@ TEST_F(Level2Launch, NonAsciiArgumentsArriveByteForByte) {
   }
 }
 
-TEST_F(Level2Launch, ReplyWithoutStatusLeavesTheCallersValue) {
-  service.Script(msg::kLaunchRZPFile, {Reply::Return(0), Reply::Return(33).UInt(L"currentStatus", 8)});
-  Args args({"x"});
+TEST_F(Level2Launch, StatusIsReadOnlyOnSuccessWithTheKeyAndBusyRepeatsTheRequest) {
+  service.Script(msg::kLaunchRZPFile, {Reply::Return(0), Reply::Return(33).UInt(L"currentStatus", 8), Reply::Busy(),
+                                       Reply::Return(0).UInt(L"currentStatus", 2)});
+  Args args({"x", "y"});
   AMUint status = 1234;
   EXPECT_EQ(PalvonAuthManager_LaunchRZPFile("u", args.Get(), &status), 0u);
-  EXPECT_EQ(status, 1234u);
-  // A failure does not read the status either.
   EXPECT_EQ(PalvonAuthManager_LaunchRZPFile("u", args.Get(), &status), 33u);
   EXPECT_EQ(status, 1234u);
-}
-
-TEST_F(Level2Launch, BusyRepliesRepeatTheSameRequest) {
-  service.Script(msg::kLaunchRZPFile, {Reply::Busy(), Reply::Return(0).UInt(L"currentStatus", 2)});
-  Args args({"x", "y"});
-  AMUint status = 0;
   EXPECT_EQ(PalvonAuthManager_LaunchRZPFile("u", args.Get(), &status), 0u);
   EXPECT_EQ(status, 2u);
   const auto sent = service.RequestsOfType(msg::kLaunchRZPFile);
-  ASSERT_EQ(sent.size(), 2u);
-  EXPECT_EQ(sent[0].raw, sent[1].raw);
+  ASSERT_EQ(sent.size(), 4u);
+  EXPECT_EQ(sent[2].raw, sent[3].raw);
   // No handle is involved, so 65530 would have no message of its own.
   EXPECT_EQ(CountTraceStartingWith("Http request handle"), 0u);
 }

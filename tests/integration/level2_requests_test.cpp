@@ -19,33 +19,35 @@ constexpr AMHttpHandle kHandle = 41;
 // CreateAMHttpRequest
 
 TEST_F(Level2Requests, CreateSendsOnlyTheConnectionAndHandsOutTheHandle) {
-  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(0).UInt(L"httpHandle", 42)});
+  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(0).UInt(L"httpHandle", 42), Reply::Return(0)});
   AMHttpHandle handle = 555;
   EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), 0u);
   EXPECT_EQ(handle, 42u);
   EXPECT_EQ(OnlyDescribed(msg::kCreateAMHttpRequest), (Described{{"AuthManagerHandle", "uint:7"}}));
   EXPECT_EQ(CountTrace(Level::kMessage, "Created http request handle 42 for connection handle 7."), 1u);
+  // Success without a handle leaves the cleared zero.
+  handle = 555;
+  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), 0u);
+  EXPECT_EQ(handle, 0u);
+  EXPECT_EQ(CountTrace(Level::kMessage, "Created http request handle 0 for connection handle 7."), 1u);
   EXPECT_EQ(CountTraceStartingWith("Unexpected result from IPC"), 0u);
 }
 
-TEST_F(Level2Requests, CreateWithNullOutputSendsNothing) {
-  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "CreateAMHttpRequest: failed because outHttpHandle is NULL!"), 1u);
-  // The early return writes no exit line.
-  EXPECT_EQ(CountTraceStartingWith("[-] virtual PalvonAuthManagerSDK::AMResult "
-                                   "PalvonAuthManagerSDK::LinuxAMImplementationV2::CreateAMHttpRequest"),
-            0u);
-}
-
-TEST_F(Level2Requests, CreateOnUnknownConnectionClearsTheHandleWithoutIpcComplaint) {
-  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(rc::kInvalidHandle).UInt(L"httpHandle", 9)});
+TEST_F(Level2Requests, CreateFailureClearsTheHandleAndComplainsOnlyAboutForeignCodes) {
+  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(rc::kInvalidHandle).UInt(L"httpHandle", 9),
+                                             Reply::Return(1234).UInt(L"httpHandle", 9)});
   AMHttpHandle handle = 555;
   EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), rc::kInvalidHandle);
   EXPECT_EQ(handle, 0u);  // cleared before sending, and not read from a failed reply
   EXPECT_EQ(CountTrace(Level::kError, "Connection handle 7 is not valid."), 1u);
   EXPECT_EQ(CountTraceStartingWith("Unexpected result from IPC"), 0u);
   EXPECT_EQ(CountTraceStartingWith("Created http request handle"), 0u);
+  // Other service codes are passed on with one complaint.
+  handle = 555;
+  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), 1234u);
+  EXPECT_EQ(handle, 0u);
+  EXPECT_EQ(CountTrace(Level::kError, "Unexpected result from IPC"), 1u);
+  EXPECT_EQ(CountTraceStartingWith("Connection handle"), 1u);
 }
 
 TEST_F(Level2Requests, CreateRetriesWhileBusyAndComplainsAboutEachBusyReply) {
@@ -60,23 +62,6 @@ TEST_F(Level2Requests, CreateRetriesWhileBusyAndComplainsAboutEachBusyReply) {
   EXPECT_EQ(sent[0].raw, sent[1].raw);
   EXPECT_EQ(sent[0].raw, sent[2].raw);
   EXPECT_EQ(CountTrace(Level::kError, "Unexpected result from IPC"), 2u);
-}
-
-TEST_F(Level2Requests, CreateSuccessWithoutHandleLeavesZero) {
-  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(0)});
-  AMHttpHandle handle = 555;
-  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), 0u);
-  EXPECT_EQ(handle, 0u);
-  EXPECT_EQ(CountTrace(Level::kMessage, "Created http request handle 0 for connection handle 7."), 1u);
-}
-
-TEST_F(Level2Requests, CreatePassesOtherServiceCodesOnWithOneComplaint) {
-  service.Script(msg::kCreateAMHttpRequest, {Reply::Return(1234).UInt(L"httpHandle", 9)});
-  AMHttpHandle handle = 555;
-  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(7, &handle), 1234u);
-  EXPECT_EQ(handle, 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "Unexpected result from IPC"), 1u);
-  EXPECT_EQ(CountTraceStartingWith("Connection handle"), 0u);
 }
 
 // ---------------------------------------------------------------------------
@@ -131,32 +116,12 @@ TEST_F(Level2Requests, TextSettersSendHandleAndOneWideText) {
     EXPECT_EQ(Describe(service.RequestsOfType(setter.type).back().message),
               (Described{{"httpHandle", "uint:41"}, {setter.key, "wide:"}}));
   }
+  // The URL and the reference URL share their key and differ by message type.
+  EXPECT_EQ(service.RequestsOfType(262).size(), 2u);
+  EXPECT_EQ(service.RequestsOfType(264).size(), 2u);
 }
 
-TEST_F(Level2Requests, UrlAndReferenceUrlShareTheKeyAndDifferByType) {
-  ASSERT_EQ(PalvonAuthManager_SetRequestUrl(kHandle, L"https://a.example/x"), 0u);
-  ASSERT_EQ(PalvonAuthManager_SetRequestReferenceUrl(kHandle, L"https://b.example/y"), 0u);
-  const auto sent = service.Requests();
-  ASSERT_GE(sent.size(), 2u);
-  const Request& url = sent[sent.size() - 2];
-  const Request& reference = sent.back();
-  EXPECT_EQ(url.type, 262u);
-  EXPECT_EQ(reference.type, 264u);
-  EXPECT_EQ(Describe(url.message), (Described{{"httpHandle", "uint:41"}, {"httpUrl", "wide:https://a.example/x"}}));
-  EXPECT_EQ(Describe(reference.message),
-            (Described{{"httpHandle", "uint:41"}, {"httpUrl", "wide:https://b.example/y"}}));
-}
-
-TEST_F(Level2Requests, TextSettersRejectNullWithoutSending) {
-  for (const auto& setter : kTextSetters) {
-    SCOPED_TRACE(setter.name);
-    EXPECT_EQ(setter.call(kHandle, nullptr), rc::kBadParameter);
-    EXPECT_EQ(CountTrace(Level::kError, setter.nullMessage), 1u);
-  }
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-}
-
-TEST_F(Level2Requests, SetterRetriesWhileBusyThenReportsUnknownHandle) {
+TEST_F(Level2Requests, SetterRetriesWhileBusyAndPassesServiceCodesOn) {
   service.Script(msg::kSetRequestMethod, {Reply::Busy(), Reply::Busy(), Reply::Return(rc::kInvalidHandle)});
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(PalvonAuthManager_SetRequestMethod(kHandle, L"PUT"), rc::kInvalidHandle);
@@ -172,13 +137,32 @@ TEST_F(Level2Requests, SetterRetriesWhileBusyThenReportsUnknownHandle) {
                        "PalvonAuthManagerSDK::LinuxAMImplementationV2::SetRequestMethod("
                        "PalvonAuthManagerSDK::AMHttpHandle, const AMChar*) : result = 65530"),
             1u);
-}
-
-TEST_F(Level2Requests, SetterPassesServiceCodesOnWithoutHandleMessage) {
+  // Other codes are passed on without the handle message; no "return" counts as success.
   service.Script(msg::kSetRequestMethod, {Reply::Return(17), Reply::Empty()});
   EXPECT_EQ(PalvonAuthManager_SetRequestMethod(kHandle, L"GET"), 17u);
-  EXPECT_EQ(PalvonAuthManager_SetRequestMethod(kHandle, L"GET"), 0u);  // no "return" counts as success
-  EXPECT_EQ(CountTraceStartingWith("Http request handle"), 0u);
+  EXPECT_EQ(PalvonAuthManager_SetRequestMethod(kHandle, L"GET"), 0u);
+  EXPECT_EQ(CountTraceStartingWith("Http request handle"), 1u);
+}
+
+TEST_F(Level2Requests, NullArgumentsAreRejectedWithoutSending) {
+  std::vector<std::pair<AMResult, std::string>> cases = {
+      {PalvonAuthManager_CreateAMHttpRequest(7, nullptr), "CreateAMHttpRequest: failed because outHttpHandle is NULL!"},
+      {PalvonAuthManager_SetRequestData(kHandle, nullptr, 5),
+       "BadParameter : pBufferToSend is NULL and a non-zero number of bytes were specified!"},
+      {PalvonAuthManager_SetRequestRoute(kHandle, nullptr), "SetRequestRoute: failed because gatewayInfo is NULL!"}};
+  for (const auto& setter : kTextSetters) cases.emplace_back(setter.call(kHandle, nullptr), setter.nullMessage);
+  for (const auto& [result, message] : cases) {
+    EXPECT_EQ(result, rc::kBadParameter) << message;
+    EXPECT_EQ(CountTrace(Level::kError, message), 1u);
+  }
+  EXPECT_EQ(SentSinceSetUp(), 0u);
+  // The early returns write no exit line.
+  for (const char* name : {"CreateAMHttpRequest", "SetRequestData"}) {
+    EXPECT_EQ(CountTraceStartingWith(std::string("[-] virtual PalvonAuthManagerSDK::AMResult "
+                                                 "PalvonAuthManagerSDK::LinuxAMImplementationV2::") +
+                                     name),
+              0u);
+  }
 }
 
 // ---------------------------------------------------------------------------
@@ -200,7 +184,7 @@ TEST_F(Level2Requests, NumberSettersAcceptEveryValue) {
 // ---------------------------------------------------------------------------
 // SetRequestData
 
-TEST_F(Level2Requests, DataWithoutBytesClearsTheBody) {
+TEST_F(Level2Requests, DataIsSentUnchangedAndWithoutBytesClearsTheBody) {
   ASSERT_EQ(PalvonAuthManager_SetRequestData(kHandle, nullptr, 0), 0u);
   const AMByte unused[1] = {1};
   ASSERT_EQ(PalvonAuthManager_SetRequestData(kHandle, unused, 0), 0u);
@@ -209,20 +193,8 @@ TEST_F(Level2Requests, DataWithoutBytesClearsTheBody) {
   for (const auto& request : sent) {
     EXPECT_EQ(Describe(request.message), (Described{{"httpHandle", "uint:41"}, {"numBytes", "uint:0"}}));
   }
-}
 
-TEST_F(Level2Requests, DataCountWithoutBufferIsRejectedBeforeSending) {
-  EXPECT_EQ(PalvonAuthManager_SetRequestData(kHandle, nullptr, 5), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(
-      CountTrace(Level::kError, "BadParameter : pBufferToSend is NULL and a non-zero number of bytes were specified!"),
-      1u);
-  EXPECT_EQ(CountTraceStartingWith("[-] virtual PalvonAuthManagerSDK::AMResult "
-                                   "PalvonAuthManagerSDK::LinuxAMImplementationV2::SetRequestData"),
-            0u);
-}
-
-TEST_F(Level2Requests, DataBytesArriveUnchangedIncludingZeros) {
+  // Bytes arrive unchanged, zeros included.
   const std::vector<uint8_t> small = {0x00, 0xFF, 'a', 0x00, 0x7F};
   ASSERT_EQ(PalvonAuthManager_SetRequestData(kHandle, small.data(), static_cast<AMUint>(small.size())), 0u);
   // Larger than a pipe's buffer, so the service reads while the library writes.
@@ -230,42 +202,35 @@ TEST_F(Level2Requests, DataBytesArriveUnchangedIncludingZeros) {
   for (size_t i = 0; i < large.size(); ++i) large[i] = static_cast<uint8_t>(i * 31 + i / 256);
   ASSERT_EQ(PalvonAuthManager_SetRequestData(kHandle, large.data(), static_cast<AMUint>(large.size())), 0u);
 
-  const auto sent = service.RequestsOfType(msg::kSetRequestData);
-  ASSERT_EQ(sent.size(), 2u);
-  EXPECT_EQ(Describe(sent[0].message),
+  const auto data = service.RequestsOfType(msg::kSetRequestData);
+  ASSERT_EQ(data.size(), 4u);
+  EXPECT_EQ(Describe(data[2].message),
             (Described{{"httpHandle", "uint:41"}, {"amByteData", "buffer:5"}, {"numBytes", "uint:5"}}));
-  ASSERT_NE(sent[0].message.FindBuffer(L"amByteData"), nullptr);
-  EXPECT_EQ(sent[0].message.FindBuffer(L"amByteData")->first, small);
-  ASSERT_NE(sent[1].message.FindBuffer(L"amByteData"), nullptr);
-  EXPECT_EQ(sent[1].message.FindBuffer(L"amByteData")->first, large);
-  EXPECT_EQ(Describe(sent[1].message).at("numBytes"), "uint:262144");
+  ASSERT_NE(data[2].message.FindBuffer(L"amByteData"), nullptr);
+  EXPECT_EQ(data[2].message.FindBuffer(L"amByteData")->first, small);
+  ASSERT_NE(data[3].message.FindBuffer(L"amByteData"), nullptr);
+  EXPECT_EQ(data[3].message.FindBuffer(L"amByteData")->first, large);
+  EXPECT_EQ(Describe(data[3].message).at("numBytes"), "uint:262144");
 }
 
 // ---------------------------------------------------------------------------
 // SetRequestRoute
 
-TEST_F(Level2Requests, RouteWithoutTextsSendsOnlyTheNumbers) {
+TEST_F(Level2Requests, RouteSendsNumbersAndOnlyTheTextsGiven) {
   const AM_GATEWAY_INFO gateway = {nullptr, nullptr, 3, 4, 99};
   ASSERT_EQ(PalvonAuthManager_SetRequestRoute(kHandle, &gateway), 0u);
   // The rewrite rule belongs to gateway discovery and never travels here.
   EXPECT_EQ(OnlyDescribed(msg::kSetRequestRoute),
             (Described{{"httpHandle", "uint:41"}, {"amGatewayEdition", "uint:3"}, {"amGatewayAuthType", "uint:4"}}));
-}
-
-TEST_F(Level2Requests, RouteWithTextsSendsThemAsWideStrings) {
-  const AM_GATEWAY_INFO gateway = {L"Gateway \u00c5", L"https://gw.example/logon", 0, 0, 0};
-  ASSERT_EQ(PalvonAuthManager_SetRequestRoute(kHandle, &gateway), 0u);
-  EXPECT_EQ(OnlyDescribed(msg::kSetRequestRoute), (Described{{"httpHandle", "uint:41"},
-                                                             {"friendlyName", "wide:Gateway \u00c5"},
-                                                             {"logonPointUrl", "wide:https://gw.example/logon"},
-                                                             {"amGatewayEdition", "uint:0"},
-                                                             {"amGatewayAuthType", "uint:0"}}));
-}
-
-TEST_F(Level2Requests, RouteWithNullRecordSendsNothing) {
-  EXPECT_EQ(PalvonAuthManager_SetRequestRoute(kHandle, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "SetRequestRoute: failed because gatewayInfo is NULL!"), 1u);
+  // Texts travel as wide strings.
+  const AM_GATEWAY_INFO named = {L"Gateway \u00c5", L"https://gw.example/logon", 0, 0, 0};
+  ASSERT_EQ(PalvonAuthManager_SetRequestRoute(kHandle, &named), 0u);
+  EXPECT_EQ(Describe(service.RequestsOfType(msg::kSetRequestRoute).back().message),
+            (Described{{"httpHandle", "uint:41"},
+                       {"friendlyName", "wide:Gateway \u00c5"},
+                       {"logonPointUrl", "wide:https://gw.example/logon"},
+                       {"amGatewayEdition", "uint:0"},
+                       {"amGatewayAuthType", "uint:0"}}));
 }
 
 // ---------------------------------------------------------------------------

@@ -25,21 +25,41 @@ TEST_F(Level2Responses, SendCarriesOnlyTheHandleAndPassesTheResultOn) {
   EXPECT_EQ(Describe(sent[0].message), kHandleOnly);
 }
 
+TEST_F(Level2Responses, NullArgumentsAreRejectedBeforeSending) {
+  AMByte buffer[8];
+  AMUint read = 3;
+  const std::pair<AMResult, const char*> cases[] = {
+      {PalvonAuthManager_GetResponseStatusCode(kHandle, nullptr),
+       "GetResponseStatusCode: failed because httpStatusCode is NULL!"},
+      {PalvonAuthManager_GetResponseReasonPhrase(kHandle, nullptr),
+       "GetResponseReasonPhrase: failed because outReasonPhrase is NULL!"},
+      {PalvonAuthManager_GetResponseHeaders(kHandle, nullptr), "GetResponseHeaders: failed because headers is NULL!"},
+      {PalvonAuthManager_GetResponseTrustFailureFlags(kHandle, nullptr),
+       "GetResponseTrustFailureFlags: failed because outTrustFailureFlags is NULL!"},
+      {PalvonAuthManager_ReadResponseBodyStream(kHandle, buffer, 8, nullptr),
+       "ReadResponseBodyStream: failed because numBytesRead is NULL!"},
+      {PalvonAuthManager_ReadResponseBodyStream(kHandle, nullptr, 5, &read),
+       "ReadResponseBodyStream: failed because buffer is NULL!"},
+  };
+  for (const auto& [result, message] : cases) {
+    EXPECT_EQ(result, rc::kBadParameter) << message;
+    EXPECT_EQ(CountTrace(Level::kError, message), 1u);
+  }
+  EXPECT_EQ(read, 3u);
+  EXPECT_EQ(SentSinceSetUp(), 0u);
+}
+
 // ---------------------------------------------------------------------------
 // Status code
 
-TEST_F(Level2Responses, StatusCodeIsStoredAndTraced) {
-  service.Script(msg::kGetResponseStatusCode, {Reply::Return(0).UInt(L"httpStatus", 404)});
+TEST_F(Level2Responses, StatusCodeIsStoredAndTracedAndZeroWhenMissing) {
+  service.Script(msg::kGetResponseStatusCode, {Reply::Return(0).UInt(L"httpStatus", 404), Reply::Return(0)});
   AMUint status = 1;
   EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(kHandle, &status), 0u);
   EXPECT_EQ(status, 404u);
-  EXPECT_EQ(OnlyDescribed(msg::kGetResponseStatusCode), kHandleOnly);
+  EXPECT_EQ(Describe(service.RequestsOfType(msg::kGetResponseStatusCode)[0].message), kHandleOnly);
   EXPECT_EQ(CountTrace(Level::kMessage, "GetResponseStatusCode completed for handle 9 with result 404"), 1u);
-}
-
-TEST_F(Level2Responses, StatusCodeMissingFromReplyGivesZero) {
-  service.Script(msg::kGetResponseStatusCode, {Reply::Return(0)});
-  AMUint status = 1;
+  status = 1;
   EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(kHandle, &status), 0u);
   EXPECT_EQ(status, 0u);
   EXPECT_EQ(CountTrace(Level::kMessage, "GetResponseStatusCode completed for handle 9 with result 0"), 1u);
@@ -58,16 +78,10 @@ TEST_F(Level2Responses, StatusCodeOfUnknownHandleStaysZeroAfterBusyRetries) {
   EXPECT_EQ(CountTraceStartingWith("GetResponseStatusCode completed"), 0u);
 }
 
-TEST_F(Level2Responses, StatusCodeNullIsRejectedBeforeSending) {
-  EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(kHandle, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "GetResponseStatusCode: failed because httpStatusCode is NULL!"), 1u);
-}
-
 // ---------------------------------------------------------------------------
 // Reason phrase
 
-TEST_F(Level2Responses, ReasonPhraseIsTheCallersOwnCopy) {
+TEST_F(Level2Responses, ReasonPhraseIsTheCallersOwnCopyOrNull) {
   service.Script(msg::kGetResponseReasonPhrase, {Reply::Return(0).Wide(L"httpResponse", L"Non-Authoritative \u00dc"),
                                                  Reply::Return(0).Wide(L"httpResponse", L"Gone")});
   AMChar* first = nullptr;
@@ -82,12 +96,11 @@ TEST_F(Level2Responses, ReasonPhraseIsTheCallersOwnCopy) {
   EXPECT_EQ(Describe(service.RequestsOfType(msg::kGetResponseReasonPhrase)[0].message), kHandleOnly);
   EXPECT_EQ(PalvonAuthManager_FreeString(first), 0u);
   EXPECT_EQ(PalvonAuthManager_FreeString(second), 0u);
-}
 
-TEST_F(Level2Responses, ReasonPhraseIsNullWhenMissingOrOnFailure) {
-  AMChar placeholder[] = L"caller";
+  // Missing from the reply, or a failure: null.
   service.Script(msg::kGetResponseReasonPhrase,
                  {Reply::Return(0), Reply::Return(rc::kInvalidHandle).Wide(L"httpResponse", L"OK")});
+  AMChar placeholder[] = L"caller";
   AMChar* phrase = placeholder;
   EXPECT_EQ(PalvonAuthManager_GetResponseReasonPhrase(kHandle, &phrase), 0u);
   EXPECT_EQ(phrase, nullptr);
@@ -95,12 +108,6 @@ TEST_F(Level2Responses, ReasonPhraseIsNullWhenMissingOrOnFailure) {
   EXPECT_EQ(PalvonAuthManager_GetResponseReasonPhrase(kHandle, &phrase), rc::kInvalidHandle);
   EXPECT_EQ(phrase, nullptr);
   EXPECT_EQ(CountTrace(Level::kError, "Http request handle 9 is not valid."), 1u);
-}
-
-TEST_F(Level2Responses, ReasonPhraseNullIsRejectedBeforeSending) {
-  EXPECT_EQ(PalvonAuthManager_GetResponseReasonPhrase(kHandle, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "GetResponseReasonPhrase: failed because outReasonPhrase is NULL!"), 1u);
 }
 
 // ---------------------------------------------------------------------------
@@ -114,50 +121,26 @@ Reply HeadersReply(uint32_t count, uint32_t skip = 0xFFFFFFFFu) {
   return reply;
 }
 
-std::vector<std::wstring> Entries(AMChar** headers, size_t count) {
-  std::vector<std::wstring> out;
-  for (size_t i = 0; i < count; ++i) out.emplace_back(headers[i] != nullptr ? headers[i] : L"<null>");
-  return out;
-}
-
-TEST_F(Level2Responses, HeadersZeroOrMissingCountGiveAnEmptyTerminatedArray) {
-  service.Script(msg::kGetResponseHeaders, {Reply::Return(0).UInt(L"numHeaders", 0), Reply::Return(0)});
-  for (int i = 0; i < 2; ++i) {
+TEST_F(Level2Responses, HeadersFollowDecimalIndexOrderAndAreNullTerminated) {
+  // A zero count, a missing count, then eleven entries: the reply's keys sort
+  // Attrib0, Attrib1, Attrib10, Attrib2...; the array follows the index.
+  service.Script(msg::kGetResponseHeaders,
+                 {Reply::Return(0).UInt(L"numHeaders", 0), Reply::Return(0), HeadersReply(11)});
+  for (const size_t count : {0u, 0u, 11u}) {
     AMChar** headers = nullptr;
     ASSERT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), 0u);
     ASSERT_NE(headers, nullptr);
-    EXPECT_EQ(headers[0], nullptr);
+    for (size_t i = 0; i < count; ++i) {
+      ASSERT_NE(headers[i], nullptr) << i;
+      EXPECT_EQ(std::wstring(headers[i]), L"Header-" + std::to_wstring(i) + L": v");
+    }
+    EXPECT_EQ(headers[count], nullptr);
     EXPECT_EQ(PalvonAuthManager_FreeResponseHeaders(headers), 0u);
   }
   EXPECT_EQ(Describe(service.RequestsOfType(msg::kGetResponseHeaders)[0].message), kHandleOnly);
 }
 
-TEST_F(Level2Responses, HeadersThreeEntries) {
-  service.Script(msg::kGetResponseHeaders, {HeadersReply(3)});
-  AMChar** headers = nullptr;
-  ASSERT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), 0u);
-  ASSERT_NE(headers, nullptr);
-  EXPECT_EQ(Entries(headers, 3), (std::vector<std::wstring>{L"Header-0: v", L"Header-1: v", L"Header-2: v"}));
-  EXPECT_EQ(headers[3], nullptr);
-  EXPECT_EQ(PalvonAuthManager_FreeResponseHeaders(headers), 0u);
-}
-
-TEST_F(Level2Responses, HeadersElevenEntriesFollowDecimalIndexOrder) {
-  // The reply's keys sort Attrib0, Attrib1, Attrib10, Attrib2...; the array
-  // follows the index.
-  service.Script(msg::kGetResponseHeaders, {HeadersReply(11)});
-  AMChar** headers = nullptr;
-  ASSERT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), 0u);
-  ASSERT_NE(headers, nullptr);
-  for (size_t i = 0; i < 11; ++i) {
-    ASSERT_NE(headers[i], nullptr) << i;
-    EXPECT_EQ(std::wstring(headers[i]), L"Header-" + std::to_wstring(i) + L": v");
-  }
-  EXPECT_EQ(headers[11], nullptr);
-  EXPECT_EQ(PalvonAuthManager_FreeResponseHeaders(headers), 0u);
-}
-
-TEST_F(Level2Responses, HeadersWithAMissingEntryFailAndStayReleasable) {
+TEST_F(Level2Responses, HeadersWithAMissingEntryOrFailureCodeFail) {
   service.Script(msg::kGetResponseHeaders, {HeadersReply(3, 1)});
   AMChar** headers = nullptr;
   EXPECT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), rc::kCommunicationFailure);
@@ -168,21 +151,14 @@ TEST_F(Level2Responses, HeadersWithAMissingEntryFailAndStayReleasable) {
   EXPECT_EQ(PalvonAuthManager_FreeResponseHeaders(headers), 0u);
   EXPECT_EQ(CountTrace(Level::kMessage, "Unexpected exception caught for http handle 9."), 1u);
   EXPECT_EQ(CountTrace(Level::kError, "Unexpected exception caught for http handle 9."), 0u);
-}
 
-TEST_F(Level2Responses, HeadersOnFailureLeaveTheCallersPointer) {
+  // A failure code leaves the caller's pointer alone.
   service.Script(msg::kGetResponseHeaders, {Reply::Return(rc::kInvalidHandle).UInt(L"numHeaders", 2)});
   AMChar* sentinel[1] = {nullptr};
-  AMChar** headers = sentinel;
+  headers = sentinel;
   EXPECT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), rc::kInvalidHandle);
   EXPECT_EQ(headers, sentinel);
   EXPECT_EQ(CountTrace(Level::kError, "Http request handle 9 is not valid."), 1u);
-}
-
-TEST_F(Level2Responses, HeadersNullIsRejectedBeforeSending) {
-  EXPECT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "GetResponseHeaders: failed because headers is NULL!"), 1u);
 }
 
 TEST_F(Level2Responses, HeaderArrayCanBeReleasedAfterUninitialise) {
@@ -214,13 +190,6 @@ TEST_F(Level2Responses, TrustFailureFlagsAreClearedThenStored) {
   EXPECT_EQ(flags, 0u);
   EXPECT_EQ(Describe(service.RequestsOfType(msg::kGetResponseTrustFailureFlags)[0].message), kHandleOnly);
   EXPECT_EQ(service.RequestsOfType(msg::kGetResponseTrustFailureFlags)[0].type, 288u);
-}
-
-TEST_F(Level2Responses, TrustFailureFlagsNullIsRejectedBeforeSending) {
-  EXPECT_EQ(PalvonAuthManager_GetResponseTrustFailureFlags(kHandle, nullptr), rc::kBadParameter);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "GetResponseTrustFailureFlags: failed because outTrustFailureFlags is NULL!"),
-            1u);
 }
 
 // ---------------------------------------------------------------------------
@@ -291,7 +260,7 @@ std::vector<uint8_t> EmptyChunkFrame() {
   return frame;
 }
 
-TEST_F(Level2Responses, BodyAtItsEndLeavesTheBufferUntouched) {
+TEST_F(Level2Responses, BodyAtItsEndOrOnFailureLeavesTheBufferUntouched) {
   // No "amByteData" at all, then an empty one.
   service.Script(msg::kReadResponseBodyStream, {Reply::Return(0), Reply::Raw(EmptyChunkFrame())});
   std::vector<AMByte> buffer(16, 0xAB);
@@ -301,9 +270,19 @@ TEST_F(Level2Responses, BodyAtItsEndLeavesTheBufferUntouched) {
     EXPECT_EQ(read, 0u);
   }
   EXPECT_EQ(buffer, std::vector<AMByte>(16, 0xAB));
+
+  // A failure code leaves the count and the buffer alone.
+  service.Script(msg::kReadResponseBodyStream,
+                 {Reply::Busy(), Reply::Return(rc::kInvalidHandle).Buffer(L"amByteData", Bytes("xyz"))});
+  AMUint read = 3;
+  EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, buffer.data(), 8, &read), rc::kInvalidHandle);
+  EXPECT_EQ(read, 3u);
+  EXPECT_EQ(buffer, std::vector<AMByte>(16, 0xAB));
+  EXPECT_EQ(service.RequestsOfType(msg::kReadResponseBodyStream).size(), 4u);
+  EXPECT_EQ(CountTrace(Level::kError, "Http request handle 9 is not valid."), 1u);
 }
 
-TEST_F(Level2Responses, BodyChunkOfExactlyTheMaximumIsAccepted) {
+TEST_F(Level2Responses, BodyChunkIsBoundedByTheCallersMaximum) {
   const auto chunk = Pattern(64, 1);
   service.Script(msg::kReadResponseBodyStream, {Reply::Return(0).Buffer(L"amByteData", chunk)});
   std::vector<AMByte> buffer(64 + 32, 0xAB);
@@ -312,53 +291,28 @@ TEST_F(Level2Responses, BodyChunkOfExactlyTheMaximumIsAccepted) {
   EXPECT_EQ(read, 64u);
   EXPECT_TRUE(std::equal(chunk.begin(), chunk.end(), buffer.begin()));
   EXPECT_EQ(std::vector<AMByte>(buffer.begin() + 64, buffer.end()), std::vector<AMByte>(32, 0xAB));
-}
 
-TEST_F(Level2Responses, BodyChunkLargerThanTheMaximumIsRefused) {
   // One byte over, and far over: nothing may land behind the caller's maximum.
   service.Script(msg::kReadResponseBodyStream, {Reply::Return(0).Buffer(L"amByteData", Pattern(65, 1)),
                                                 Reply::Return(0).Buffer(L"amByteData", Pattern(4096, 2))});
   constexpr size_t kMax = 64;
   constexpr size_t kGuard = 8192;
   for (int i = 0; i < 2; ++i) {
-    std::vector<AMByte> buffer(kMax + kGuard, 0xAB);
-    AMUint read = 777;
-    EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, buffer.data(), kMax, &read), rc::kCommunicationFailure);
+    std::vector<AMByte> guarded(kMax + kGuard, 0xAB);
+    read = 777;
+    EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, guarded.data(), kMax, &read),
+              rc::kCommunicationFailure);
     EXPECT_EQ(read, 0u);
-    EXPECT_EQ(std::vector<AMByte>(buffer.begin() + kMax, buffer.end()), std::vector<AMByte>(kGuard, 0xAB));
+    EXPECT_EQ(std::vector<AMByte>(guarded.begin() + kMax, guarded.end()), std::vector<AMByte>(kGuard, 0xAB));
   }
   EXPECT_EQ(CountTrace(Level::kError, "Unexpected exception caught for http handle 9."), 2u);
-}
 
-TEST_F(Level2Responses, BodyWithZeroMaximumAcceptsANullBuffer) {
-  AMUint read = 5;
+  // A zero maximum accepts a null buffer.
+  read = 5;
   EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, nullptr, 0, &read), 0u);
   EXPECT_EQ(read, 0u);
-  EXPECT_EQ(OnlyDescribed(msg::kReadResponseBodyStream),
+  EXPECT_EQ(Describe(service.RequestsOfType(msg::kReadResponseBodyStream).back().message),
             (Described{{"httpHandle", "uint:9"}, {"maxNumberOfBytesToRead", "uint:0"}}));
-}
-
-TEST_F(Level2Responses, BodyNullArgumentsAreRejectedBeforeSending) {
-  AMByte buffer[8];
-  EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, buffer, 8, nullptr), rc::kBadParameter);
-  AMUint read = 3;
-  EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, nullptr, 5, &read), rc::kBadParameter);
-  EXPECT_EQ(read, 3u);
-  EXPECT_EQ(SentSinceSetUp(), 0u);
-  EXPECT_EQ(CountTrace(Level::kError, "ReadResponseBodyStream: failed because numBytesRead is NULL!"), 1u);
-  EXPECT_EQ(CountTrace(Level::kError, "ReadResponseBodyStream: failed because buffer is NULL!"), 1u);
-}
-
-TEST_F(Level2Responses, BodyReadOfUnknownHandleLeavesTheCount) {
-  service.Script(msg::kReadResponseBodyStream,
-                 {Reply::Busy(), Reply::Return(rc::kInvalidHandle).Buffer(L"amByteData", Bytes("xyz"))});
-  std::vector<AMByte> buffer(8, 0xAB);
-  AMUint read = 3;
-  EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, buffer.data(), 8, &read), rc::kInvalidHandle);
-  EXPECT_EQ(read, 3u);
-  EXPECT_EQ(buffer, std::vector<AMByte>(8, 0xAB));
-  EXPECT_EQ(service.RequestsOfType(msg::kReadResponseBodyStream).size(), 2u);
-  EXPECT_EQ(CountTrace(Level::kError, "Http request handle 9 is not valid."), 1u);
 }
 
 }  // namespace

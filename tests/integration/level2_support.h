@@ -47,23 +47,18 @@ struct TraceLine {
 
 inline std::string LogFolder() { return std::string(std::getenv("HOME")) + "/.RZPClient/logs"; }
 
-/** Contents of the one trace file of this process (empty when there is none). */
-inline std::string TraceFileText() {
-  std::string text;
-  DIR* folder = opendir(LogFolder().c_str());
-  if (folder == nullptr) return text;
-  while (const dirent* entry = readdir(folder)) {
-    const std::string name = entry->d_name;
-    if (name.rfind("AuthManagerSDK-", 0) == 0) text += pam_test::ReadFile(LogFolder() + "/" + name);
-  }
-  closedir(folder);
-  return text;
-}
-
-/** Trace lines "<time> <five-character level> : <text>", banner lines skipped. */
+/** Lines "<time> <five-character level> : <text>" of this process's trace file, banner lines skipped. */
 inline std::vector<TraceLine> ReadTrace() {
+  std::string text;
+  if (DIR* folder = opendir(LogFolder().c_str())) {
+    while (const dirent* entry = readdir(folder)) {
+      const std::string name = entry->d_name;
+      if (name.rfind("AuthManagerSDK-", 0) == 0) text += pam_test::ReadFile(LogFolder() + "/" + name);
+    }
+    closedir(folder);
+  }
   std::vector<TraceLine> lines;
-  std::istringstream in(TraceFileText());
+  std::istringstream in(text);
   std::string line;
   while (std::getline(in, line)) {
     const size_t space = line.find(' ');
@@ -158,17 +153,13 @@ inline std::vector<uint8_t> Bytes(const std::string& text) { return std::vector<
 // ---------------------------------------------------------------------------
 // Fixture
 
-/** Turns tracing on (into $HOME/.RZPClient/logs) for the library's next initialisation. */
-inline void EnableTracing() {
-  PalvonAuthManagerSDK::CTracer::s_tracingEnabled = true;
-  (void)mkdir((std::string(std::getenv("HOME")) + "/.RZPClient").c_str(), 0700);
-}
-
 /** The library initialised at API level 2 against a fresh test service, tracing on. */
 class Level2Test : public ::testing::Test {
  protected:
   void SetUp() override {
-    EnableTracing();
+    // Tracing goes into $HOME/.RZPClient/logs.
+    PalvonAuthManagerSDK::CTracer::s_tracingEnabled = true;
+    (void)mkdir((std::string(std::getenv("HOME")) + "/.RZPClient").c_str(), 0700);
     ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
     AMUint level = 0;
     ASSERT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);

@@ -66,33 +66,20 @@ class Umask {
   mode_t previous_;
 };
 
-// Sets or removes an environment variable, restoring it afterwards.
+// Sets or removes (nullptr) an environment variable, restoring it afterwards.
 class EnvVar {
  public:
-  EnvVar(const char* name, const char* value) : name_(name) {
-    if (const char* old = getenv(name)) {
-      had_ = true;
-      old_ = old;
-    }
-    if (value != nullptr) {
-      setenv(name, value, 1);
-    } else {
-      unsetenv(name);
-    }
+  EnvVar(const char* name, const char* value) : name_(name), had_(getenv(name) != nullptr) {
+    if (had_) old_ = getenv(name);
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
   }
-  ~EnvVar() {
-    if (had_) {
-      setenv(name_, old_.c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
+  ~EnvVar() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
   EnvVar(const EnvVar&) = delete;
   EnvVar& operator=(const EnvVar&) = delete;
 
  private:
   const char* name_;
-  bool had_ = false;
+  bool had_;
   std::string old_;
 };
 
@@ -171,6 +158,16 @@ UnusableHome MakeUnusableHome() {
   return home;
 }
 
+// HOME made unusable and USER set to a fake name, so the lookup falls back
+// to /tmp/<user>.
+struct FallbackToTmpUser {
+  UnusableHome home = MakeUnusableHome();
+  std::string user = FakeUserName();
+  TmpUserDir tmpUser{user};
+  EnvVar setHome{"HOME", home.path.c_str()};
+  EnvVar setUser{"USER", user.c_str()};
+};
+
 // A user id without a password-database entry, or 0 when none is found.
 uid_t UnknownUserId() {
   for (uid_t uid = 47000; uid < 48000; ++uid) {
@@ -235,59 +232,42 @@ class PipeDirectory : public ::testing::Test {
 
 // --- HOME usable -----------------------------------------------------------
 
-TEST_F(PipeDirectory, WritableHomeGetsBothLevelsOwnerOnly) {
-  Umask mask(022);
-  StderrCapture errors;
-  const std::string directory = CLinuxIPC::getUserTmpDir();
-  EXPECT_EQ(directory, Home() + "/.RZPClient/.tmp");
-  ASSERT_TRUE(IsDirectory(Home() + "/.RZPClient"));
-  ASSERT_TRUE(IsDirectory(directory));
-  EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), 0700u);
-  EXPECT_EQ(ModeOf(directory), 0700u);
-  EXPECT_EQ(errors.Stop(), "");
+TEST_F(PipeDirectory, UsableHomeGetsBothLevelsOwnerOnlyUnderAnyUmask) {
+  // The umask is not cleared: it can take owner bits away from the directory
+  // made first, but group and other bits never appear.
+  const struct {
+    mode_t mask;
+    mode_t top;
+  } cases[] = {{022, 0700}, {027, 0700}, {0, 0700}, {0100, 0600}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.mask);
+    pam_test::RemoveTree(Home() + "/.RZPClient");
+    Umask mask(c.mask);
+    StderrCapture errors;
+    const std::string directory = CLinuxIPC::getUserTmpDir();
+    const std::string printed = errors.Stop();
+    EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), c.top);
+    if (c.top != 0700) continue;  // without its x bit the second level may not be makeable
+    EXPECT_EQ(directory, Home() + "/.RZPClient/.tmp");
+    EXPECT_TRUE(IsDirectory(directory));
+    EXPECT_EQ(ModeOf(directory), 0700u);
+    EXPECT_EQ(printed, "");
+  }
 }
 
 TEST_F(PipeDirectory, ExistingDirectoriesAreAcceptedAndKeepTheirModes) {
+  Umask mask(022);
   ASSERT_EQ(mkdir((Home() + "/.RZPClient").c_str(), 0755), 0);
   chmod((Home() + "/.RZPClient").c_str(), 0755);
-  ASSERT_EQ(mkdir((Home() + "/.RZPClient/.tmp").c_str(), 0750), 0);
-  chmod((Home() + "/.RZPClient/.tmp").c_str(), 0750);
   StderrCapture errors;
+  // Only the missing second level is created.
   EXPECT_EQ(CLinuxIPC::getUserTmpDir(), Home() + "/.RZPClient/.tmp");
+  EXPECT_EQ(ModeOf(Home() + "/.RZPClient/.tmp"), 0700u);
+  chmod((Home() + "/.RZPClient/.tmp").c_str(), 0750);
   EXPECT_EQ(CLinuxIPC::getUserTmpDir(), Home() + "/.RZPClient/.tmp");
   EXPECT_EQ(errors.Stop(), "");
   EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), 0755u);
   EXPECT_EQ(ModeOf(Home() + "/.RZPClient/.tmp"), 0750u);
-}
-
-TEST_F(PipeDirectory, OnlyTheSecondLevelMissingIsCreated) {
-  ASSERT_EQ(mkdir((Home() + "/.RZPClient").c_str(), 0700), 0);
-  EXPECT_EQ(CLinuxIPC::getUserTmpDir(), Home() + "/.RZPClient/.tmp");
-  EXPECT_TRUE(IsDirectory(Home() + "/.RZPClient/.tmp"));
-}
-
-TEST_F(PipeDirectory, DirectoryModesAreSubjectToTheUmask) {
-  {
-    Umask mask(027);
-    const std::string directory = CLinuxIPC::getUserTmpDir();
-    EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), 0700u);
-    EXPECT_EQ(ModeOf(directory), 0700u);
-  }
-  pam_test::RemoveTree(Home() + "/.RZPClient");
-  {
-    // The umask is not cleared: no group or other bits even with an empty mask.
-    Umask mask(0);
-    const std::string directory = CLinuxIPC::getUserTmpDir();
-    EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), 0700u);
-    EXPECT_EQ(ModeOf(directory), 0700u);
-  }
-  pam_test::RemoveTree(Home() + "/.RZPClient");
-  {
-    // A mask taking owner bits away shows on the directory made first.
-    Umask mask(0100);
-    (void)CLinuxIPC::getUserTmpDir();
-    EXPECT_EQ(ModeOf(Home() + "/.RZPClient"), 0600u);
-  }
 }
 
 TEST_F(PipeDirectory, NothingIsCachedBetweenCalls) {
@@ -304,8 +284,7 @@ TEST_F(PipeDirectory, UnsetHomeFallsBackToThePasswordEntry) {
   if (user == nullptr || user->pw_dir == nullptr || user->pw_dir[0] == '\0') {
     GTEST_SKIP() << "the current user has no password entry";
   }
-  const std::string home = user->pw_dir;
-  const std::string rzpHome = home + "/.RZPClient";
+  const std::string rzpHome = std::string(user->pw_dir) + "/.RZPClient";
   const std::string expected = rzpHome + "/.tmp";
   // Remove again only what this test created in the real home folder.
   const bool hadRzpHome = Exists(rzpHome);
@@ -325,35 +304,24 @@ TEST_F(PipeDirectory, UnsetHomeFallsBackToThePasswordEntry) {
 // --- HOME not usable ---------------------------------------------------------
 
 TEST_F(PipeDirectory, UnusableHomeFallsBackToTmpUserWithOneLinePerCall) {
-  Umask mask(022);
-  const UnusableHome home = MakeUnusableHome();
-  const std::string user = FakeUserName();
-  TmpUserDir tmpUser(user);
-  EnvVar setHome("HOME", home.path.c_str());
-  EnvVar setUser("USER", user.c_str());
-
+  for (const mode_t m : {022, 027}) {
+    SCOPED_TRACE(m);
+    Umask mask(m);
+    FallbackToTmpUser fallback;
+    StderrCapture errors;
+    EXPECT_EQ(CLinuxIPC::getUserTmpDir(), fallback.tmpUser.Path());
+    EXPECT_EQ(CLinuxIPC::getUserTmpDir(), fallback.tmpUser.Path());
+    ASSERT_TRUE(IsDirectory(fallback.tmpUser.Path()));
+    EXPECT_EQ(ModeOf(fallback.tmpUser.Path()), 0700u);
+    EXPECT_EQ(errors.Stop(), FallbackLine(fallback.home.error) + FallbackLine(fallback.home.error));
+  }
+  // An existing /tmp/<user> is used as it is.
+  FallbackToTmpUser fallback;
+  ASSERT_EQ(mkdir(fallback.tmpUser.Path().c_str(), 0755), 0);
+  chmod(fallback.tmpUser.Path().c_str(), 0755);
   StderrCapture errors;
-  const std::string first = CLinuxIPC::getUserTmpDir();
-  const std::string second = CLinuxIPC::getUserTmpDir();
-  const std::string printed = errors.Stop();
-
-  EXPECT_EQ(first, tmpUser.Path());
-  EXPECT_EQ(second, tmpUser.Path());
-  ASSERT_TRUE(IsDirectory(tmpUser.Path()));
-  EXPECT_EQ(ModeOf(tmpUser.Path()), 0700u);
-  EXPECT_EQ(printed, FallbackLine(home.error) + FallbackLine(home.error));
-}
-
-TEST_F(PipeDirectory, FallbackDirectoryModeFollowsTheUmask) {
-  Umask mask(027);
-  const UnusableHome home = MakeUnusableHome();
-  const std::string user = FakeUserName();
-  TmpUserDir tmpUser(user);
-  EnvVar setHome("HOME", home.path.c_str());
-  EnvVar setUser("USER", user.c_str());
-  StderrCapture errors;
-  EXPECT_EQ(CLinuxIPC::getUserTmpDir(), tmpUser.Path());
-  EXPECT_EQ(ModeOf(tmpUser.Path()), 0700u);
+  EXPECT_EQ(CLinuxIPC::getUserTmpDir(), fallback.tmpUser.Path());
+  EXPECT_EQ(ModeOf(fallback.tmpUser.Path()), 0755u);
 }
 
 TEST_F(PipeDirectory, SecondLevelFailureAlsoFallsBackToTmpUser) {
@@ -367,19 +335,6 @@ TEST_F(PipeDirectory, SecondLevelFailureAlsoFallsBackToTmpUser) {
   EXPECT_EQ(CLinuxIPC::getUserTmpDir(), tmpUser.Path());
   EXPECT_EQ(errors.Stop(), FallbackLine(ENOTDIR));
   EXPECT_TRUE(IsDirectory(tmpUser.Path()));
-}
-
-TEST_F(PipeDirectory, ExistingTmpUserDirectoryIsUsedAsItIs) {
-  const UnusableHome home = MakeUnusableHome();
-  const std::string user = FakeUserName();
-  TmpUserDir tmpUser(user);
-  ASSERT_EQ(mkdir(tmpUser.Path().c_str(), 0755), 0);
-  chmod(tmpUser.Path().c_str(), 0755);
-  EnvVar setHome("HOME", home.path.c_str());
-  EnvVar setUser("USER", user.c_str());
-  StderrCapture errors;
-  EXPECT_EQ(CLinuxIPC::getUserTmpDir(), tmpUser.Path());
-  EXPECT_EQ(ModeOf(tmpUser.Path()), 0755u);
 }
 
 TEST_F(PipeDirectory, UnusableHomeWithoutUserVariableUsesThePasswordEntryName) {
@@ -399,10 +354,12 @@ TEST_F(PipeDirectory, UnusableHomeWithoutUserVariableUsesThePasswordEntryName) {
 
 // --- no password entry (root only: the lookup runs as an unknown user) -----
 
-TEST_F(PipeDirectory, NoHomeAndNoPasswordEntryGivesTmpSilently) {
+TEST_F(PipeDirectory, WithoutPasswordEntryOrUserNameTheLookupEndsInTmpOrTheUncreatedPath) {
+  const std::string home = Home();
   const std::string user = FakeUserName();
   TmpUserDir tmpUser(user);
-  const ChildOutcome outcome = LookUpAsUnknownUser([&] {
+  // No HOME, no password entry: "/tmp" silently, and /tmp/<user> is not made.
+  ChildOutcome outcome = LookUpAsUnknownUser([&] {
     unsetenv("HOME");
     setenv("USER", user.c_str(), 1);
   });
@@ -411,35 +368,23 @@ TEST_F(PipeDirectory, NoHomeAndNoPasswordEntryGivesTmpSilently) {
   EXPECT_EQ(outcome.directory, "/tmp");
   EXPECT_EQ(outcome.standardError, "");
   EXPECT_FALSE(Exists(tmpUser.Path()));
-}
 
-TEST_F(PipeDirectory, UnusableHomeAndNoUserNameGivesTmp) {
-  // The test's home folder belongs to root with mode 0700: the unknown user
-  // cannot create anything in it.
-  const std::string home = Home();
-  const ChildOutcome outcome = LookUpAsUnknownUser([&] {
+  // HOME belongs to root with mode 0700, and no user name: "/tmp".
+  const auto homeWithoutUser = [&] {
     setenv("HOME", home.c_str(), 1);
     unsetenv("USER");
-  });
-  if (!outcome.supported) GTEST_SKIP() << "needs root to run as a user without a password entry";
+  };
+  outcome = LookUpAsUnknownUser(homeWithoutUser);
   ASSERT_TRUE(outcome.ran);
   EXPECT_EQ(outcome.directory, "/tmp");
   EXPECT_EQ(outcome.standardError, FallbackLine(EACCES));
-}
 
-TEST_F(PipeDirectory, SecondLevelFailureAndNoUserNameKeepsTheUncreatedPath) {
-  // HOME readable by everyone, with a regular file as .RZPClient: the first
-  // step passes (EEXIST), the second fails, and with no user name the
-  // result stays the path that could not be made.
-  MakeRegularFile(Home() + "/.RZPClient");
-  chmod(Home().c_str(), 0755);
-  const std::string home = Home();
-  const ChildOutcome outcome = LookUpAsUnknownUser([&] {
-    setenv("HOME", home.c_str(), 1);
-    unsetenv("USER");
-  });
-  chmod(Home().c_str(), 0700);
-  if (!outcome.supported) GTEST_SKIP() << "needs root to run as a user without a password entry";
+  // HOME readable by everyone with a regular file as .RZPClient: the second
+  // step fails, and with no user name the result stays the uncreated path.
+  MakeRegularFile(home + "/.RZPClient");
+  chmod(home.c_str(), 0755);
+  outcome = LookUpAsUnknownUser(homeWithoutUser);
+  chmod(home.c_str(), 0700);
   ASSERT_TRUE(outcome.ran);
   EXPECT_EQ(outcome.directory, home + "/.RZPClient/.tmp");
   EXPECT_EQ(outcome.standardError, FallbackLine(ENOTDIR));
@@ -447,31 +392,26 @@ TEST_F(PipeDirectory, SecondLevelFailureAndNoUserNameKeepsTheUncreatedPath) {
 
 // --- ChangePermission ------------------------------------------------------
 
-TEST_F(PipeDirectory, ChangePermissionWidensAFifoToReadWriteForAll) {
+TEST_F(PipeDirectory, ChangePermissionAddsReadWriteForAllAndKeepsOtherBits) {
   Umask mask(022);
-  const std::string path = Home() + "/fifo";
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  ASSERT_EQ(ModeOf(path), 0600u);
-  EXPECT_TRUE(ChangePermission(path.c_str()));
-  EXPECT_EQ(ModeOf(path), 0666u);
+  const std::string fifo = Home() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_TRUE(ChangePermission(fifo.c_str()));
+  EXPECT_EQ(ModeOf(fifo), 0666u);
   struct stat status {};
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  ASSERT_EQ(stat(fifo.c_str(), &status), 0);
   EXPECT_TRUE(S_ISFIFO(status.st_mode));
-}
 
-TEST_F(PipeDirectory, ChangePermissionAddsBitsAndKeepsTheOthers) {
-  const std::string path = Home() + "/program";
-  MakeRegularFile(path);
-  ASSERT_EQ(chmod(path.c_str(), 0100), 0);
-  EXPECT_TRUE(ChangePermission(path.c_str()));
-  EXPECT_EQ(ModeOf(path), 0766u);
+  const std::string program = Home() + "/program";
+  MakeRegularFile(program);
+  ASSERT_EQ(chmod(program.c_str(), 0100), 0);
+  EXPECT_TRUE(ChangePermission(program.c_str()));
+  EXPECT_EQ(ModeOf(program), 0766u);
   // Already wide: unchanged, still true.
-  EXPECT_TRUE(ChangePermission(path.c_str()));
-  EXPECT_EQ(ModeOf(path), 0766u);
-}
+  EXPECT_TRUE(ChangePermission(program.c_str()));
+  EXPECT_EQ(ModeOf(program), 0766u);
 
-TEST_F(PipeDirectory, ChangePermissionOfAMissingFileIsFalseAndCreatesNothing) {
-  const std::string path = Home() + "/missing";
-  EXPECT_FALSE(ChangePermission(path.c_str()));
-  EXPECT_FALSE(Exists(path));
+  const std::string missing = Home() + "/missing";
+  EXPECT_FALSE(ChangePermission(missing.c_str()));
+  EXPECT_FALSE(Exists(missing));
 }

@@ -129,64 +129,56 @@ bool Contains(const std::string& text, const std::string& part) { return text.fi
 
 // --- the record ---------------------------------------------------------------
 
-TEST(Registration, RecordIsTypeAllOnesProcessIdAndTwelve) {
-  TestService service;
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ASSERT_TRUE(service.WaitForRegistrations(1));
-  const auto records = service.RegistrationBytes();
-  ASSERT_EQ(records.size(), 1u);
-  EXPECT_EQ(records[0], ExpectedRecord(CurrentProcessId()));
-  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
-}
-
-TEST(Registration, RecordCarriesTheOwnProcessIdWhateverTheArgument) {
-  TestService service;
+TEST(Registration, RecordIsTypeAllOnesOwnProcessIdAndTwelveWhateverTheArgument) {
+  Tracing tracing;
+  TestService service;  // makes the pipe first
   EXPECT_TRUE(ClientIPCRegistration(12345));
-  ASSERT_TRUE(service.WaitForRegistrations(1));
-  EXPECT_EQ(service.RegistrationBytes().at(0), ExpectedRecord(CurrentProcessId()));
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_TRUE(service.WaitForRegistrations(2));
+  const auto records = service.RegistrationBytes();
+  ASSERT_EQ(records.size(), 2u);
+  EXPECT_EQ(records[0], ExpectedRecord(CurrentProcessId()));
+  EXPECT_EQ(records[1], ExpectedRecord(CurrentProcessId()));
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  // An existing pipe is still traced as created and changed.
+  const std::string trace = TraceText();
+  const std::string path = RegistrationPath();
+  EXPECT_TRUE(Contains(trace, "Successfully created Registration pipe: " + path + " \n")) << trace;
+  EXPECT_TRUE(Contains(trace, "Successfully changed permission of Registration pipe: " + path + " \n")) << trace;
+  EXPECT_TRUE(Contains(trace, "Client: Opened fifo : " + path + " \n")) << trace;
 }
 
 // --- the registration pipe ----------------------------------------------------
 
-TEST(Registration, NewPipeIsMadeWithMode0666WhateverTheUmask) {
-  Umask mask(077);
+TEST(Registration, PipeIsMadeOrResetToMode0666WhateverTheUmask) {
   const std::string path = RegistrationPath();
-  // A reader that opens the pipe as soon as it appears.
-  auto reader = std::async(std::launch::async, [&] {
-    while (!IsFifo(path)) std::this_thread::sleep_for(2ms);
-    const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    std::vector<uint8_t> bytes = ReadExactly(fd, 12);
-    close(fd);
-    return bytes;
-  });
-  EXPECT_TRUE(ClientIPCRegistration(0));
-  EXPECT_EQ(reader.get(), ExpectedRecord(CurrentProcessId()));
-  EXPECT_EQ(ModeOf(path), 0666u);
-}
-
-TEST(Registration, ExistingFifoIsUsedAndItsModeResetTo0666) {
+  {
+    Umask mask(077);
+    // A reader that opens the new pipe as soon as it appears.
+    auto reader = std::async(std::launch::async, [&] {
+      while (!IsFifo(path)) std::this_thread::sleep_for(2ms);
+      const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+      std::vector<uint8_t> bytes = ReadExactly(fd, 12);
+      close(fd);
+      return bytes;
+    });
+    EXPECT_TRUE(ClientIPCRegistration(0));
+    EXPECT_EQ(reader.get(), ExpectedRecord(CurrentProcessId()));
+    EXPECT_EQ(ModeOf(path), 0666u);
+  }
+  // An existing FIFO, narrower or wider, is used and its mode reset.
   Umask mask(022);
-  const std::string path = RegistrationPath();
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  ASSERT_EQ(ModeOf(path), 0600u);
-  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_GE(reader, 0);
-  EXPECT_TRUE(ClientIPCRegistration(0));
-  EXPECT_EQ(ReadExactly(reader, 12), ExpectedRecord(CurrentProcessId()));
-  close(reader);
-  EXPECT_TRUE(IsFifo(path));
-  EXPECT_EQ(ModeOf(path), 0666u);
-}
-
-TEST(Registration, ExistingFifoWithWiderModeIsNarrowedTo0666) {
-  const std::string path = RegistrationPath();
-  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  ASSERT_EQ(chmod(path.c_str(), 0777), 0);
-  const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  ASSERT_GE(reader, 0);
-  EXPECT_TRUE(ClientIPCRegistration(0));
-  close(reader);
-  EXPECT_EQ(ModeOf(path), 0666u);
+  for (const mode_t mode : {0600, 0777}) {
+    SCOPED_TRACE(mode);
+    ASSERT_EQ(chmod(path.c_str(), mode), 0);
+    const int reader = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    EXPECT_TRUE(ClientIPCRegistration(0));
+    EXPECT_EQ(ReadExactly(reader, 12), ExpectedRecord(CurrentProcessId()));
+    close(reader);
+    EXPECT_TRUE(IsFifo(path));
+    EXPECT_EQ(ModeOf(path), 0666u);
+  }
 }
 
 TEST(Registration, RegularFileAtThePipePathIsOverwrittenAtItsStart) {
@@ -209,18 +201,6 @@ TEST(Registration, RegularFileAtThePipePathIsOverwrittenAtItsStart) {
   EXPECT_EQ(head, ExpectedRecord(CurrentProcessId()));
   EXPECT_EQ(after.substr(12), before.substr(12));
   EXPECT_EQ(ModeOf(path), 0666u);
-}
-
-TEST(Registration, ExistingPipeIsTracedAsCreatedAndChanged) {
-  Tracing tracing;
-  TestService service;  // makes the pipe first
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ASSERT_EQ(PalvonAuthManager_Uninitialize(), 0u);
-  const std::string trace = TraceText();
-  const std::string path = RegistrationPath();
-  EXPECT_TRUE(Contains(trace, "Successfully created Registration pipe: " + path + " \n")) << trace;
-  EXPECT_TRUE(Contains(trace, "Successfully changed permission of Registration pipe: " + path + " \n")) << trace;
-  EXPECT_TRUE(Contains(trace, "Client: Opened fifo : " + path + " \n")) << trace;
 }
 
 TEST(Registration, PipePathThatCannotBeOpenedFailsInitialiseWith65535) {

@@ -25,6 +25,26 @@ inline std::vector<std::wstring> TakeHeaders(PalvonAuthManagerSDK::AMChar** head
   return out;
 }
 
+/** Initialises the library and creates a connection; 0 when either fails. */
+inline PalvonAuthManagerSDK::ConnectionHandle InitialiseAndConnect() {
+  using namespace PalvonAuthManagerSDK;
+  ConnectionHandle connection = 0;
+  if (PalvonAuthManager_Initialize() != 0) return 0;
+  if (PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection) != 0) return 0;
+  return connection;
+}
+
+/** The service's version text for a connection, or "<error N>". */
+inline std::wstring VersionText(PalvonAuthManagerSDK::ConnectionHandle connection) {
+  PalvonAuthManagerSDK::AMChar* text = nullptr;
+  const auto result = PalvonAuthManagerSDK::PalvonAuthManager_GetVersion(connection, &text);
+  if (result != 0) {
+    Take(text);
+    return L"<error " + std::to_wstring(result) + L">";
+  }
+  return Take(text);
+}
+
 inline bool Contains(const std::vector<std::wstring>& lines, const std::wstring& line) {
   for (const auto& candidate : lines) {
     if (candidate == line) return true;

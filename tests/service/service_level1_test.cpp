@@ -10,6 +10,7 @@
 #include "PalvonAuthManager.h"
 #include "service/ServiceClient.h"
 #include "service/ServiceHarness.h"
+#include "support/TestService.h"
 
 using namespace PalvonAuthManagerSDK;
 using pam_test::Daemon;
@@ -41,6 +42,26 @@ class Level1 : public ::testing::Test {
     EXPECT_EQ(result, 0u);
     return Take(text);
   }
+  // DetermineServerType's answer; gateway fields only when a name is expected.
+  void ExpectServer(const wchar_t* url, AMUint type, const wchar_t* name = nullptr, const wchar_t* logonPoint = nullptr,
+                    AMUint edition = 0, AMUint authType = 0) {
+    SCOPED_TRACE(pam_test::Utf8(url));
+    AM_SERVER_INFO* info = nullptr;
+    ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, url, &info), 0u);
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->serverType, type);
+    if (name == nullptr) {
+      EXPECT_EQ(info->gatewayInfo, nullptr);
+    } else if (info->gatewayInfo == nullptr) {
+      ADD_FAILURE() << "no gateway info";
+    } else {
+      EXPECT_STREQ(info->gatewayInfo->friendlyName, name);
+      EXPECT_STREQ(info->gatewayInfo->logonPointUrl, logonPoint);
+      EXPECT_EQ(info->gatewayInfo->amGatewayEdition, edition);
+      EXPECT_EQ(info->gatewayInfo->amGatewayAuthType, authType);
+    }
+    PalvonAuthManager_FreeServerInfo(info);
+  }
 
   std::unique_ptr<Daemon> daemon_;
   ConnectionHandle connection_ = 0;
@@ -52,26 +73,17 @@ const wchar_t kOtherApp[] = L"https://apps.example.org/mail";
 }  // namespace
 
 TEST_F(Level1, InitialiseNegotiatesTheConfiguredSdkVersion) {
-  {
-    Daemon daemon;
-    ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  for (const AMUint version : {2u, 1u}) {
+    SCOPED_TRACE(version);
+    Daemon daemon({"--sdk-version", std::to_string(version)});
+    const ConnectionHandle connection = pam_test::InitialiseAndConnect();
     AMUint level = 0;
     EXPECT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);
-    EXPECT_EQ(level, 2u);
+    EXPECT_EQ(level, version);
+    AMHttpHandle http = 0;
+    EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(connection, &http), version == 1 ? 0xFFF5u : 0u);
     EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
     EXPECT_TRUE(daemon.WaitForLog("client " + std::to_string(getpid()) + " uninitialised"));
-  }
-  {
-    Daemon daemon({"--sdk-version", "1"});
-    ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-    AMUint level = 0;
-    EXPECT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);
-    EXPECT_EQ(level, 1u);
-    ConnectionHandle connection = 0;
-    ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-    AMHttpHandle http = 5;
-    EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(connection, &http), 0xFFF5u);
-    EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
   }
 }
 
@@ -151,22 +163,17 @@ TEST_F(Level1, TrampolineUrlFollowsTheTemplateAndLogsTheServiceOn) {
   EXPECT_EQ(Status(kOtherApp), 0u);
 
   Trampoline(kOtherApp);
+  // Logon state belongs to its connection.
+  ConnectionHandle other = 0;
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &other), 0u);
+  AMLogonStatus otherStatus = 77;
+  EXPECT_EQ(PalvonAuthManager_GetLogonStatus(other, kOtherApp, &otherStatus), 0u);
+  EXPECT_EQ(otherStatus, 0u);
   EXPECT_EQ(PalvonAuthManager_LogOff(connection_), 0u);
   EXPECT_EQ(Status(kOtherApp), 0u);
   Trampoline(kOtherApp);
   EXPECT_EQ(PalvonAuthManager_ClearAllCredentials(connection_), 0u);
   EXPECT_EQ(Status(kOtherApp), 0u);
-}
-
-TEST_F(Level1, LogonStateBelongsToItsConnection) {
-  Start();
-  ConnectionHandle other = 0;
-  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &other), 0u);
-  Trampoline(kOtherApp);
-  AMLogonStatus status = 77;
-  EXPECT_EQ(PalvonAuthManager_GetLogonStatus(other, kOtherApp, &status), 0u);
-  EXPECT_EQ(status, 0u);
-  EXPECT_EQ(Status(kOtherApp), 1u);
 }
 
 TEST_F(Level1, ConfiguredTrampolineTemplateAndRules) {
@@ -199,47 +206,15 @@ authentication_result = 4
                             L"?u=https%3A%2F%2Fportal.corp.test%2Fx&f=16{x}");
   EXPECT_EQ(result, 4u);
 
-  AM_SERVER_INFO* info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, L"https://portal.corp.test/x", &info), 0u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 2u);
-  ASSERT_NE(info->gatewayInfo, nullptr);
-  EXPECT_STREQ(info->gatewayInfo->friendlyName, L"Corp & Co");
-  EXPECT_STREQ(info->gatewayInfo->logonPointUrl, L"https://portal.corp.test/lp/");
-  EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 3u);
-  EXPECT_EQ(info->gatewayInfo->amGatewayAuthType, 7u);
-  PalvonAuthManager_FreeServerInfo(info);
-
-  info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, L"https://files.corp.test/share", &info), 0u);
-  EXPECT_EQ(info->serverType, 5u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-  PalvonAuthManager_FreeServerInfo(info);
-
-  info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, L"https://elsewhere.test/", &info), 0u);
-  EXPECT_EQ(info->serverType, 0u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-  PalvonAuthManager_FreeServerInfo(info);
+  ExpectServer(L"https://portal.corp.test/x", 2, L"Corp & Co", L"https://portal.corp.test/lp/", 3, 7);
+  ExpectServer(L"https://files.corp.test/share", 5);
+  ExpectServer(L"https://elsewhere.test/", 0);
 }
 
 TEST_F(Level1, DefaultServerRulesAndGatewayDiscovery) {
   Start();
-  AM_SERVER_INFO* info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, kGatewayApp, &info), 0u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 2u);
-  ASSERT_NE(info->gatewayInfo, nullptr);
-  EXPECT_STREQ(info->gatewayInfo->friendlyName, L"Example gateway");
-  EXPECT_STREQ(info->gatewayInfo->logonPointUrl, L"https://gateway.example.com/logon/");
-  EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 1u);
-  EXPECT_EQ(info->gatewayInfo->amGatewayAuthType, 1u);
-  PalvonAuthManager_FreeServerInfo(info);
-  info = nullptr;
-  ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection_, kOtherApp, &info), 0u);
-  EXPECT_EQ(info->serverType, 1u);
-  EXPECT_EQ(info->gatewayInfo, nullptr);
-  PalvonAuthManager_FreeServerInfo(info);
+  ExpectServer(kGatewayApp, 2, L"Example gateway", L"https://gateway.example.com/logon/", 1, 1);
+  ExpectServer(kOtherApp, 1);
 
   AM_GATEWAY_INFO gateway = {L"A&B <gw>", L"https://gw.example.net/logon", 2, 3, 4};
   AMChar* data = nullptr;
@@ -281,34 +256,26 @@ TEST_F(Level1, VpnContextsHandOutAuthorizationUntilDestroyed) {
   EXPECT_EQ(PalvonAuthManager_DestroyVpnAuthContext(second), 0xFFFAu);
 }
 
-TEST_F(Level1, VersionTextAndClientWindowAreAnsweredAndLogged) {
-  Start({"--version-text", "Reference build 7"});
-  AMChar* version = nullptr;
-  ASSERT_EQ(PalvonAuthManager_GetVersion(connection_, &version), 0u);
-  EXPECT_EQ(Take(version), L"Reference build 7");
-
+TEST_F(Level1, VersionTextClientWindowAndEveryRequestAndReplyAreLogged) {
+  Start({"-v", "--version-text", "Reference build 7"});
+  EXPECT_EQ(pam_test::VersionText(connection_), L"Reference build 7");
   AMWindowInfo window = {300, -5, 640, 480, L"Main wïndow", L"0x2a", nullptr};
   EXPECT_EQ(PalvonAuthManager_SetClientWindow(connection_, &window), 0u);
   EXPECT_TRUE(
       daemon_->WaitForLog("window: name=\"Main wïndow\" id=\"0x2a\" amName=- left=-5 bottom=300 width=640 "
                           "height=480"))
       << daemon_->LogText();
-}
-
-TEST_F(Level1, VerboseLogNamesEveryRequestAndReply) {
-  Start({"-v"});
-  AMChar* version = nullptr;
-  ASSERT_EQ(PalvonAuthManager_GetVersion(connection_, &version), 0u);
-  Take(version);
   const std::string pid = std::to_string(getpid());
-  EXPECT_TRUE(daemon_->WaitForLog("client " + pid + " -> GetVersion return=0 {version=L\"palvonauthd 1.0.0"));
+  const std::string handle = std::to_string(connection_);
   const std::string log = daemon_->LogText();
-  EXPECT_NE(log.find("client " + pid + " <- GetServerSDKVersion (83) {}"), std::string::npos) << log;
-  EXPECT_NE(log.find("client " + pid + " <- CreateConnection (5) {connectionName=L\"tests\""), std::string::npos);
-  EXPECT_NE(log.find("client " + pid +
-                     " -> CreateConnection return=0 {AuthManagerHandle=" + std::to_string(connection_) + ", return=0}"),
-            std::string::npos);
-  EXPECT_NE(log.find("<- GetVersion (59) {AuthManagerHandle=" + std::to_string(connection_) + "}"), std::string::npos);
+  for (const std::string& line :
+       {"client " + pid + " <- GetServerSDKVersion (83) {}",
+        "client " + pid + " <- CreateConnection (5) {connectionName=L\"tests\"",
+        "client " + pid + " -> CreateConnection return=0 {AuthManagerHandle=" + handle + ", return=0}",
+        "<- GetVersion (59) {AuthManagerHandle=" + handle + "}",
+        "client " + pid + " -> GetVersion return=0 {version=L\"Reference build 7"}) {
+    EXPECT_NE(log.find(line), std::string::npos) << line << "\n" << log;
+  }
 }
 
 TEST_F(Level1, ReinitialisingStartsAFreshSession) {

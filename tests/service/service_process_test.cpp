@@ -22,7 +22,9 @@
 using namespace PalvonAuthManagerSDK;
 using pam_test::Daemon;
 using pam_test::ForkClient;
+using pam_test::InitialiseAndConnect;
 using pam_test::Take;
+using pam_test::VersionText;
 using pam_test::WaitChild;
 
 namespace {
@@ -53,12 +55,9 @@ int ClientFetching(const std::wstring& url) {
 
 // Checks that the service answers this process normally.
 void ExpectServed() {
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ConnectionHandle connection = 0;
-  EXPECT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-  AMChar* version = nullptr;
-  EXPECT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u);
-  EXPECT_EQ(Take(version), L"palvonauthd 1.0.0 (reference service)");
+  const ConnectionHandle connection = InitialiseAndConnect();
+  ASSERT_NE(connection, 0u);
+  EXPECT_EQ(VersionText(connection), L"palvonauthd 1.0.0 (reference service)");
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
 }
 
@@ -213,10 +212,9 @@ TEST(ServiceProcess, BusyAnswersAreOnlyADelayForTheLibrary) {
   EXPECT_GE(initialising, std::chrono::milliseconds(400));
   ConnectionHandle connection = 0;
   ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-  AMChar* version = nullptr;
-  const auto asking = Timed([&] { ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u); });
-  EXPECT_GE(asking, std::chrono::milliseconds(200));
-  EXPECT_EQ(Take(version), L"palvonauthd 1.0.0 (reference service)");
+  std::wstring version;
+  EXPECT_GE(Timed([&] { version = VersionText(connection); }), std::chrono::milliseconds(200));
+  EXPECT_EQ(version, L"palvonauthd 1.0.0 (reference service)");
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
   EXPECT_TRUE(daemon.WaitForLog("uninitialised"));
   EXPECT_EQ(daemon.CountInLog("-> GetVersion return=65280"), 2u);
@@ -226,14 +224,12 @@ TEST(ServiceProcess, BusyAnswersAreOnlyADelayForTheLibrary) {
 
 TEST(ServiceProcess, FaultsCanBeLimitedToChosenOperations) {
   Daemon daemon({"-v", "--busy", "1", "--delay", "150", "--fault-ops", "GetVersion,0x3F"});
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ConnectionHandle connection = 0;
-  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-  AMChar* version = nullptr;
+  const ConnectionHandle connection = InitialiseAndConnect();
+  ASSERT_NE(connection, 0u);
   // One busy answer (100 ms wait in the library) and two delayed answers.
-  const auto asking = Timed([&] { ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u); });
-  EXPECT_GE(asking, std::chrono::milliseconds(400));
-  Take(version);
+  std::wstring version;
+  EXPECT_GE(Timed([&] { version = VersionText(connection); }), std::chrono::milliseconds(400));
+  EXPECT_EQ(version, L"palvonauthd 1.0.0 (reference service)");
   AM_SERVER_INFO* info = nullptr;
   ASSERT_EQ(PalvonAuthManager_DetermineServerType(connection, L"https://x.test/", &info), 0u);
   PalvonAuthManager_FreeServerInfo(info);
@@ -245,12 +241,14 @@ TEST(ServiceProcess, FaultsCanBeLimitedToChosenOperations) {
   EXPECT_EQ(daemon.CountInLog("-> CreateConnection return=65280"), 0u);
 }
 
-TEST(ServiceProcess, ChosenOperationsAnswerChosenCodes) {
+TEST(ServiceProcess, ChosenOperationsAnswerChosenCodesAndChosenSdkVersionIsCappedAtLevelTwo) {
   Daemon daemon({"--answer", "GetVersion=7", "--answer", "63=0xFFFA"},
-                "[faults]\nanswers = { CreateVpnAuthContext = 9 }\n");
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ConnectionHandle connection = 0;
-  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+                "[service]\nsdk_version = 5\n[faults]\nanswers = { CreateVpnAuthContext = 9 }\n");
+  const ConnectionHandle connection = InitialiseAndConnect();
+  ASSERT_NE(connection, 0u);
+  AMUint level = 0;
+  EXPECT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);
+  EXPECT_EQ(level, 2u);
   AMChar* version = nullptr;
   EXPECT_EQ(PalvonAuthManager_GetVersion(connection, &version), 7u);
   EXPECT_EQ(version, nullptr);
@@ -260,15 +258,6 @@ TEST(ServiceProcess, ChosenOperationsAnswerChosenCodes) {
   VpnAuthContextHandle context = 0;
   EXPECT_EQ(PalvonAuthManager_CreateVpnAuthContext(connection, &gateway, 0, &context), 9u);
   EXPECT_EQ(PalvonAuthManager_LogOff(connection), 0u);
-  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
-}
-
-TEST(ServiceProcess, ChosenSdkVersionAboveTwoStillMeansLevelTwo) {
-  Daemon daemon({}, "[service]\nsdk_version = 5\n");
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  AMUint level = 0;
-  EXPECT_EQ(PalvonAuthManager_GetApiLevel(&level), 0u);
-  EXPECT_EQ(level, 2u);
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
 }
 
@@ -294,14 +283,17 @@ TEST(ServiceProcess, BadConfigurationIsRefusedWithFileLineAndProblem) {
     EXPECT_NE(run.log.find("bad configuration: " + path + cases[i].expected), std::string::npos)
         << "case " << i << ": " << run.log;
   }
-  const auto missing = pam_test::RunDaemonToExit({"--config", Home() + "/none.toml"});
-  EXPECT_EQ(missing.exitCode, 2);
-  EXPECT_NE(missing.log.find(Home() + "/none.toml: cannot be read"), std::string::npos) << missing.log;
-  const auto flag = pam_test::RunDaemonToExit({"--answer", "GetVersion"});
-  EXPECT_EQ(flag.exitCode, 2);
-  EXPECT_NE(flag.log.find("'GetVersion' is not OPERATION=CODE"), std::string::npos) << flag.log;
-  const auto unknownFlag = pam_test::RunDaemonToExit({"--no-such-flag"});
-  EXPECT_EQ(unknownFlag.exitCode, 2);
+  // Unreadable files and bad flags are refused the same way.
+  const std::pair<std::vector<std::string>, std::string> flags[] = {
+      {{"--config", Home() + "/none.toml"}, Home() + "/none.toml: cannot be read"},
+      {{"--answer", "GetVersion"}, "'GetVersion' is not OPERATION=CODE"},
+      {{"--no-such-flag"}, ""},
+  };
+  for (const auto& [args, expected] : flags) {
+    const auto run = pam_test::RunDaemonToExit(args);
+    EXPECT_EQ(run.exitCode, 2) << args[0];
+    EXPECT_NE(run.log.find(expected), std::string::npos) << run.log;
+  }
 }
 
 TEST(ServiceProcess, DefaultConfigurationFileIsReadWhenPresent) {
@@ -310,13 +302,8 @@ TEST(ServiceProcess, DefaultConfigurationFileIsReadWhenPresent) {
   pam_test::WriteFile(Home() + "/.config/palvonauthd/palvonauthd.toml", "[service]\nversion_text = \"from file\"\n");
   Daemon daemon({"--version-text", "from flag"});
   EXPECT_TRUE(daemon.WaitForLog("configuration read from " + Home() + "/.config/palvonauthd/palvonauthd.toml"));
-  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
-  ConnectionHandle connection = 0;
-  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-  AMChar* version = nullptr;
-  ASSERT_EQ(PalvonAuthManager_GetVersion(connection, &version), 0u);
   // Flags win over the file.
-  EXPECT_EQ(Take(version), L"from flag");
+  EXPECT_EQ(VersionText(InitialiseAndConnect()), L"from flag");
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
 }
 

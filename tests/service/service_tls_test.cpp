@@ -66,90 +66,64 @@ CertificateFiles MakeCertificate(const std::string& name, const std::string& alt
   return files;
 }
 
-class Tls : public ::testing::Test {
- protected:
-  void TearDown() override {
-    if (IsInitialised()) {
-      EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
-    }
-  }
-
-  // Serves HTTPS with this certificate, starts the service with these
-  // arguments, and sends one GET; returns the send's result.
-  AMResult Fetch(const CertificateFiles& files, std::vector<std::string> args) {
-    server_ = std::make_unique<pam_test::LoopbackHttp>(
-        std::make_unique<httplib::SSLServer>(files.certificate.c_str(), files.key.c_str()));
-    server_->Routes().Get("/", [](const httplib::Request&, httplib::Response& response) {
-      response.set_content("secret", "text/plain");
-    });
-    server_->Start();
-    daemon_ = std::make_unique<Daemon>(std::move(args));
-    EXPECT_EQ(PalvonAuthManager_Initialize(), 0u);
-    ConnectionHandle connection = 0;
-    EXPECT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
-    EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(connection, &handle_), 0u);
-    EXPECT_EQ(PalvonAuthManager_SetRequestUrl(handle_, server_->Url("/", "https").c_str()), 0u);
-    return PalvonAuthManager_SendRequestAndReceiveResponse(handle_);
-  }
-
-  AMUint Flags() {
-    AMUint flags = 12345;
-    EXPECT_EQ(PalvonAuthManager_GetResponseTrustFailureFlags(handle_, &flags), 0u);
-    return flags;
-  }
-
-  AMUint Status() {
-    AMUint status = 0;
-    EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(handle_, &status), 0u);
-    return status;
-  }
-
-  std::unique_ptr<pam_test::LoopbackHttp> server_;
-  std::unique_ptr<Daemon> daemon_;
-  AMHttpHandle handle_ = 0;
-};
+// Serves HTTPS with this certificate, starts the service with these
+// arguments, and sends one GET; checks the send's result, the response
+// status (or the "no response" error) and the trust-failure flags.
+void ExpectFetch(const CertificateFiles& files, std::vector<std::string> args, AMResult sent, AMUint status,
+                 AMUint flags) {
+  pam_test::LoopbackHttp server(std::make_unique<httplib::SSLServer>(files.certificate.c_str(), files.key.c_str()));
+  server.Routes().Get(
+      "/", [](const httplib::Request&, httplib::Response& response) { response.set_content("secret", "text/plain"); });
+  server.Start();
+  Daemon daemon(std::move(args));
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ConnectionHandle connection = 0;
+  AMHttpHandle handle = 0;
+  EXPECT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &connection), 0u);
+  EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(connection, &handle), 0u);
+  EXPECT_EQ(PalvonAuthManager_SetRequestUrl(handle, server.Url("/", "https").c_str()), 0u);
+  EXPECT_EQ(PalvonAuthManager_SendRequestAndReceiveResponse(handle), sent);
+  AMUint got = 0;
+  EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(handle, &got), sent == 0 ? 0u : 0x8004u);
+  EXPECT_EQ(got, status);
+  got = 12345;
+  EXPECT_EQ(PalvonAuthManager_GetResponseTrustFailureFlags(handle, &got), 0u);
+  EXPECT_EQ(got, flags) << daemon.LogText();
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
 
 const char kLoopbackNames[] = "IP:127.0.0.1,DNS:localhost";
 
 }  // namespace
 
-TEST_F(Tls, TrustedCertificateForTheHostHasNoFlags) {
-  const auto files = MakeCertificate("good", kLoopbackNames, -3600, 3600);
-  // The configuration names the certificate as the trusted CA.
-  ASSERT_EQ(Fetch(files, {"--config", pam_test::WriteFile(Home() + "/ca.toml",
-                                                          "[http]\nca_file = \"" + files.certificate + "\"\n")}),
-            0u);
-  EXPECT_EQ(Status(), 200u);
-  EXPECT_EQ(Flags(), 0u);
-}
-
-TEST_F(Tls, SelfSignedCertificateIsAnUntrustedRoot) {
-  const auto files = MakeCertificate("self", kLoopbackNames, -3600, 3600);
-  EXPECT_EQ(Fetch(files, {}), kTlsFailure);
-  EXPECT_EQ(Flags(), 0x01u) << daemon_->LogText();
-  AMUint status = 0;
-  EXPECT_EQ(PalvonAuthManager_GetResponseStatusCode(handle_, &status), 0x8004u);
-}
-
-TEST_F(Tls, CertificateForAnotherHostIsAMismatch) {
-  const auto files = MakeCertificate("other", "DNS:elsewhere.test", -3600, 3600);
-  EXPECT_EQ(Fetch(files, {"--config", pam_test::WriteFile(Home() + "/ca.toml",
-                                                          "[http]\nca_file = \"" + files.certificate + "\"\n")}),
-            kTlsFailure);
-  EXPECT_EQ(Flags(), 0x04u) << daemon_->LogText();
-}
-
-TEST_F(Tls, ExpiredCertificateIsFlagged) {
-  const auto files = MakeCertificate("old", kLoopbackNames, -7200, -3600);
-  EXPECT_EQ(Fetch(files, {"--config", pam_test::WriteFile(Home() + "/ca.toml",
-                                                          "[http]\nca_file = \"" + files.certificate + "\"\n")}),
-            kTlsFailure);
-  EXPECT_EQ(Flags(), 0x02u) << daemon_->LogText();
-}
-
-TEST_F(Tls, InsecureModeFetchesAndSaysNothingWasChecked) {
-  const auto files = MakeCertificate("any", "DNS:elsewhere.test", -7200, -3600);
-  ASSERT_EQ(Fetch(files, {"--insecure"}), 0u);
-  EXPECT_EQ(Status(), 200u);
-  EXPECT_EQ(Flags(), 0x80u) << daemon_->LogText();
+TEST(Tls, TrustFailuresAreFlaggedUnlessInsecure) {
+  const struct {
+    const char* name;
+    const char* altNames;
+    long validFrom;
+    long validUntil;
+    const char* mode;  // "ca": the certificate is the configured CA
+    AMResult sent;
+    AMUint status;
+    AMUint flags;
+  } cases[] = {
+      {"good", kLoopbackNames, -3600, 3600, "ca", 0, 200, 0x00},
+      {"self", kLoopbackNames, -3600, 3600, "", kTlsFailure, 0, 0x01},           // untrusted root
+      {"other", "DNS:elsewhere.test", -3600, 3600, "ca", kTlsFailure, 0, 0x04},  // host mismatch
+      {"old", kLoopbackNames, -7200, -3600, "ca", kTlsFailure, 0, 0x02},         // expired
+      // Nothing checked at all.
+      {"any", "DNS:elsewhere.test", -7200, -3600, "--insecure", 0, 200, 0x80},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const auto files = MakeCertificate(c.name, c.altNames, c.validFrom, c.validUntil);
+    std::vector<std::string> args;
+    if (std::string(c.mode) == "ca") {
+      args = {"--config", pam_test::WriteFile(Home() + "/" + c.name + ".toml",
+                                              "[http]\nca_file = \"" + files.certificate + "\"\n")};
+    } else if (*c.mode != '\0') {
+      args = {c.mode};
+    }
+    ExpectFetch(files, args, c.sent, c.status, c.flags);
+  }
 }

@@ -66,14 +66,12 @@ ChildResult RunChild(const std::vector<std::string>& argvIn, const ChildOptions&
 
   // Everything the child needs is prepared before fork: the test process
   // has threads, so the child may only make async-signal-safe calls.
-  const char* directory = options.workingDirectory.empty() ? nullptr : options.workingDirectory.c_str();
   const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("fork failed");
   if (pid == 0) {
     dup2(in[0], STDIN_FILENO);
     dup2(out[1], STDOUT_FILENO);
     dup2(err[1], STDERR_FILENO);
-    if (directory != nullptr && chdir(directory) != 0) _exit(126);
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
   }

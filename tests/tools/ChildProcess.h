@@ -24,7 +24,6 @@ struct ChildOptions {
   std::vector<std::string> environment;
   /** Give the child a pseudo-terminal as its standard error. */
   bool stderrTerminal = false;
-  std::string workingDirectory;
   std::chrono::seconds timeout{40};
 };
 

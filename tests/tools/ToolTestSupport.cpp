@@ -22,13 +22,16 @@ ChildResult RunTool(const std::vector<std::string>& args, const ChildOptions& op
   return result;
 }
 
-Json ParseOutput(const ChildResult& result) {
-  try {
-    return Json::Parse(result.out);
-  } catch (const std::exception& error) {
-    ADD_FAILURE() << error.what() << "\nstdout: " << result.out << "\nstderr: " << result.err;
-    return Json();
-  }
+bool Contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+std::string JsonString(const std::string& json, const std::string& key) {
+  const std::string start = "\"" + key + "\":\"";
+  const size_t at = json.find(start);
+  if (at == std::string::npos) return "";
+  const size_t begin = at + start.size();
+  size_t end = begin;
+  while (end < json.size() && json[end] != '"') end += json[end] == '\\' ? 2 : 1;
+  return json.substr(begin, end - begin);
 }
 
 struct Answers::State {

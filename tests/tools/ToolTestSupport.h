@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "ChildProcess.h"
-#include "MiniJson.h"
 #include "support/TestService.h"
 
 namespace pam_test {
@@ -24,8 +23,29 @@ const char* ToolPath();
 /** Runs the tool with a generous --wait and the given arguments. */
 ChildResult RunTool(const std::vector<std::string>& args, const ChildOptions& options = {});
 
-/** Parses the tool's standard output as one JSON document (test failure when it is not). */
-Json ParseOutput(const ChildResult& result);
+/** Checks a run's exit code and its whole standard output (--json output is one line). */
+#define EXPECT_RUN(run, code, text)              \
+  do {                                           \
+    const ::pam_test::ChildResult& run_ = (run); \
+    EXPECT_EQ(run_.exitCode, code) << run_.err;  \
+    EXPECT_EQ(run_.out, text) << run_.err;       \
+  } while (0)
+
+/** Checks a run's exit code and that its standard error holds `part`. */
+#define EXPECT_FAILS(run, code, part)                              \
+  do {                                                             \
+    const ::pam_test::ChildResult& run_ = (run);                   \
+    EXPECT_EQ(run_.exitCode, code) << run_.err;                    \
+    EXPECT_TRUE(::pam_test::Contains(run_.err, part)) << run_.err; \
+  } while (0)
+
+bool Contains(const std::string& text, const std::string& part);
+
+/**
+ * The raw text of the first string member `key` of a one-line JSON document
+ * ("" when absent): for values that vary between runs, such as paths.
+ */
+std::string JsonString(const std::string& json, const std::string& key);
 
 /**
  * Answers per message type through functions; types without one get the

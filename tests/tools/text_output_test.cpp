@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <string>
 
-#include "MiniJson.h"
 #include "Output.h"
 #include "Progress.h"
 #include "ResultCodes.h"
@@ -21,21 +20,27 @@ std::string Bytes(std::initializer_list<int> values) {
   return out;
 }
 
-// Runs `body` on an Output writing into a memory stream and returns the text.
+// Runs `body` on a memory stream and returns what it wrote.
 template <typename Body>
-std::string Render(Format format, Body body) {
+std::string Written(Body body) {
   char* data = nullptr;
   size_t size = 0;
   std::FILE* stream = open_memstream(&data, &size);
-  {
-    Output out(format, stream);
-    body(out);
-    EXPECT_TRUE(out.Finish());
-  }
+  body(stream);
   std::fclose(stream);
   std::string text(data, size);
   std::free(data);
   return text;
+}
+
+// Runs `body` on an Output writing into a memory stream and returns the text.
+template <typename Body>
+std::string Render(Format format, Body body) {
+  return Written([&](std::FILE* stream) {
+    Output out(format, stream);
+    body(out);
+    EXPECT_TRUE(out.Finish());
+  });
 }
 
 }  // namespace
@@ -168,7 +173,6 @@ TEST(OutputPrinter, JsonNestsRecordsListsAndStreamedStrings) {
   EXPECT_EQ(text,
             "{\"a\":1,\"s\":\"q\\\"\\n\",\"neg\":-5,\"list\":[\"x\",{\"b\":false,\"n\":null}],"
             "\"body\":\"ab\\\"c\"}\n");
-  EXPECT_NO_THROW(pam_test::Json::Parse(text));
 }
 
 TEST(OutputPrinter, JsonFinishClosesOpenRecordsAndWritesEmptyObject) {
@@ -228,27 +232,20 @@ TEST(ProgressText, ByteCountsSwitchUnitsAtPowersOf1024) {
 }
 
 TEST(ProgressText, NothingIsDrawnBelowTheThresholdOrWhenDisabled) {
-  char* data = nullptr;
-  size_t size = 0;
-  std::FILE* stream = open_memstream(&data, &size);
-  {
-    Progress quiet(stream, true, 100, 64);
-    quiet.Update(63);
-    quiet.Finish(63);
-    Progress off(stream, false, 100, 1);
-    off.Update(100);
-    off.Finish(100);
-  }
-  std::fflush(stream);
-  EXPECT_EQ(size, 0u);
-  {
+  EXPECT_EQ(Written([](std::FILE* stream) {
+              Progress quiet(stream, true, 100, 64);
+              quiet.Update(63);
+              quiet.Finish(63);
+              Progress off(stream, false, 100, 1);
+              off.Update(100);
+              off.Finish(100);
+            }),
+            "");
+  const std::string text = Written([](std::FILE* stream) {
     Progress shown(stream, true, 200, 64);
     shown.Update(64);
     shown.Finish(200);
-  }
-  std::fclose(stream);
-  const std::string text(data, size);
-  std::free(data);
+  });
   EXPECT_NE(text.find("\rpalvonauth: received 64 B of 200 B (32%)"), std::string::npos) << text;
   EXPECT_NE(text.find("received 200 B of 200 B (100%)"), std::string::npos) << text;
   EXPECT_EQ(text.back(), '\n');

@@ -24,6 +24,11 @@ inline void AppendU32(Bytes& out, uint32_t value) {
   out.push_back(static_cast<uint8_t>((value >> 24) & 0xFFu));
 }
 
+inline uint32_t ReadU32(const Bytes& bytes, size_t at) {
+  return static_cast<uint32_t>(bytes.at(at)) | static_cast<uint32_t>(bytes.at(at + 1)) << 8 |
+         static_cast<uint32_t>(bytes.at(at + 2)) << 16 | static_cast<uint32_t>(bytes.at(at + 3)) << 24;
+}
+
 inline void AppendZeros(Bytes& out, size_t count) { out.insert(out.end(), count, 0); }
 
 /** Value bytes of a wide text: 32-bit characters plus a terminating zero character. */
@@ -75,7 +80,6 @@ class MessageBuilder {
     AppendU32(bytes_, valueLength);
     bytes_.insert(bytes_.end(), value.begin(), value.end());
     AppendZeros(bytes_, padding);
-    ends_.push_back(bytes_.size());
     return *this;
   }
 
@@ -93,14 +97,12 @@ class MessageBuilder {
     return bytes_;
   }
 
-  /** Offsets where each value record starts and where its value bytes (plus padding) end. */
+  /** Offsets where each value record starts. */
   const std::vector<size_t>& RecordStarts() const { return starts_; }
-  const std::vector<size_t>& RecordEnds() const { return ends_; }
 
  private:
   Bytes bytes_;
   std::vector<size_t> starts_;
-  std::vector<size_t> ends_;
 };
 
 /** Bytes of a dictionary's current encoding. */

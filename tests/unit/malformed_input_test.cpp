@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -17,6 +18,7 @@ using PalvonAuthManagerSDK::LinuxDictionary;
 using PalvonAuthManagerSDK::MessageCommon;
 using pam_test::Bytes;
 using pam_test::MessageBuilder;
+using pam_test::ReadU32;
 
 constexpr uint32_t kPid = 0x00C0FFEEu;
 
@@ -26,49 +28,32 @@ struct Sample {
   std::vector<size_t> starts;  // where each value record starts
 };
 
-Sample Build(const std::string& name, MessageBuilder& builder) {
+Sample Build(const std::string& name, MessageBuilder builder) {
   builder.End();
   return Sample{name, builder.Finish(), builder.RecordStarts()};
 }
 
 std::vector<Sample> Samples() {
-  std::vector<Sample> samples;
-  {
-    MessageBuilder m(83, kPid);
-    samples.push_back(Build("empty", m));
-  }
-  {
-    MessageBuilder m(84, kPid);
-    m.Record(2, L"return", pam_test::U32Value(0)).Record(0, L"version", pam_test::WideValue(L"3.1.0"));
-    samples.push_back(Build("reply", m));
-  }
-  {
-    MessageBuilder m(31, kPid);
-    m.Record(0, L"connectionName", pam_test::WideValue(L"main"))
-        .Record(0, L"serviceUrl", pam_test::WideValue(L"https://apps.example/"))
-        .Record(2, L"AuthManagerHandle", pam_test::U32Value(7))
-        .Record(2, L"authenticationFlags", pam_test::U32Value(0x10));
-    samples.push_back(Build("request", m));
-  }
-  {
-    MessageBuilder m(260, kPid);
-    m.Record(6, L"n5", pam_test::NarrowValue("abcd"), 3)
-        .Record(6, L"n4", pam_test::NarrowValue("xyz"))
-        .Record(0, L"w", pam_test::WideValue(L"\u00e9\u20ac"))
-        .Record(3, L"i", pam_test::U32Value(0x80000000u))
-        .Record(2, L"u", pam_test::U32Value(1))
-        .Record(4, L"b1", {0x11})
-        .Record(4, L"b2", {0x22})
-        .Record(1, L"buf", {1, 0, 2, 0, 3})
-        .Record(1, std::wstring(31, L'K'), {0xFF});
-    samples.push_back(Build("mixed", m));
-  }
-  return samples;
-}
-
-uint32_t ReadU32(const Bytes& bytes, size_t at) {
-  return static_cast<uint32_t>(bytes[at]) | static_cast<uint32_t>(bytes[at + 1]) << 8 |
-         static_cast<uint32_t>(bytes[at + 2]) << 16 | static_cast<uint32_t>(bytes[at + 3]) << 24;
+  using pam_test::U32Value;
+  using pam_test::WideValue;
+  return {Build("empty", MessageBuilder(83, kPid)),
+          Build("reply",
+                MessageBuilder(84, kPid).Record(2, L"return", U32Value(0)).Record(0, L"version", WideValue(L"3.1.0"))),
+          Build("request", MessageBuilder(31, kPid)
+                               .Record(0, L"connectionName", WideValue(L"main"))
+                               .Record(0, L"serviceUrl", WideValue(L"https://apps.example/"))
+                               .Record(2, L"AuthManagerHandle", U32Value(7))
+                               .Record(2, L"authenticationFlags", U32Value(0x10))),
+          Build("mixed", MessageBuilder(260, kPid)
+                             .Record(6, L"n5", pam_test::NarrowValue("abcd"), 3)
+                             .Record(6, L"n4", pam_test::NarrowValue("xyz"))
+                             .Record(0, L"w", WideValue(L"\u00e9\u20ac"))
+                             .Record(3, L"i", U32Value(0x80000000u))
+                             .Record(2, L"u", U32Value(1))
+                             .Record(4, L"b1", {0x11})
+                             .Record(4, L"b2", {0x22})
+                             .Record(1, L"buf", {1, 0, 2, 0, 3})
+                             .Record(1, std::wstring(31, L'K'), {0xFF}))};
 }
 
 template <typename Map>
@@ -92,18 +77,14 @@ bool IsSubset(const LinuxDictionary& part, const LinuxDictionary& whole) {
 // key field, strings hold no terminator, buffer counts match, and encoding the
 // result and decoding that again reproduces it.
 void ExpectWellFormed(LinuxDictionary& d) {
-  auto checkKeys = [](const auto& map) {
-    for (const auto& entry : map) EXPECT_LE(entry.first.size(), 31u);
-  };
-  checkKeys(d.IntValues());
-  checkKeys(d.UIntValues());
-  checkKeys(d.ByteValues());
-  checkKeys(d.NarrowStringValues());
-  checkKeys(d.WideStringValues());
-  checkKeys(d.BufferValues());
-  for (const auto& entry : d.NarrowStringValues()) EXPECT_EQ(entry.second.find('\0'), std::string::npos);
-  for (const auto& entry : d.WideStringValues()) EXPECT_EQ(entry.second.find(L'\0'), std::wstring::npos);
-  for (const auto& entry : d.BufferValues()) EXPECT_EQ(entry.second.first.size(), entry.second.second);
+  for (const auto& e : d.IntValues()) EXPECT_LE(e.first.size(), 31u);
+  for (const auto& e : d.UIntValues()) EXPECT_LE(e.first.size(), 31u);
+  for (const auto& e : d.ByteValues()) EXPECT_LE(e.first.size(), 31u);
+  for (const auto& e : d.NarrowStringValues()) {
+    EXPECT_TRUE(e.first.size() <= 31 && e.second.find('\0') == e.second.npos);
+  }
+  for (const auto& e : d.WideStringValues()) EXPECT_TRUE(e.first.size() <= 31 && e.second.find(L'\0') == e.second.npos);
+  for (const auto& e : d.BufferValues()) EXPECT_TRUE(e.first.size() <= 31 && e.second.first.size() == e.second.second);
 
   d.Serialize(true);
   LinuxDictionary again;
@@ -198,15 +179,58 @@ TEST(MalformedInput, RandomCorruptionsStayInBoundsAndWellFormed) {
   }
 }
 
-TEST(MalformedInput, ValueRunningPastTheEndIsDropped) {
-  for (uint32_t valueLength : {9u, 1000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(valueLength);
+// Records that end decoding: each follows a valid "before" record, which is
+// all that survives (a record behind the broken one is never read).
+TEST(MalformedInput, BrokenRecordEndsDecodingAndKeepsEarlierValues) {
+  Bytes unterminated;
+  pam_test::AppendU32(unterminated, 'a');
+  pam_test::AppendU32(unterminated, 'b');
+  auto after = [](MessageBuilder& m) { m.Record(2, L"after", pam_test::U32Value(2)).End(); };
+  auto pastTheEnd = [](uint32_t length) {
+    return [length](MessageBuilder& m) { m.RawRecord(0, L"w", length, pam_test::WideValue(L"x")); };
+  };
+  const struct {
+    const char* name;
+    std::function<void(MessageBuilder&)> add;
+  } cases[] = {
+      // No end record; 8 value bytes present.
+      {"value past the end (9)", pastTheEnd(9)},
+      {"value past the end (1000)", pastTheEnd(1000)},
+      {"value past the end (0x7FFFFFFF)", pastTheEnd(0x7FFFFFFFu)},
+      {"value past the end (0xFFFFFFFF)", pastTheEnd(0xFFFFFFFFu)},
+      {"key of 32 characters without terminator",
+       [&](MessageBuilder& m) { after(m.Record(2, std::wstring(32, L'k'), pam_test::U32Value(2))); }},
+      {"unterminated wide string", [&](MessageBuilder& m) { after(m.Record(0, L"w", unterminated)); }},
+      {"unterminated wide string at the end", [&](MessageBuilder& m) { m.Record(0, L"w", unterminated); }},
+      // valueLength 6 covers one whole character ('a') and half of the zero one.
+      {"wide terminator outside the value",
+       [](MessageBuilder& m) { m.RawRecord(0, L"w", 6, pam_test::WideValue(L"a")).End(); }},
+      {"unterminated narrow string",
+       [&](MessageBuilder& m) {
+         after(m.Record(6, L"n", {'a', 'b', 'c', 'd'}));
+       }},
+      {"unterminated narrow string at the end",
+       [](MessageBuilder& m) {
+         m.Record(6, L"n", {'a', 'b', 'c', 'd'});
+       }},
+      // Nothing follows the last header, or only two of four value bytes.
+      {"unsigned without value", [](MessageBuilder& m) { m.RawRecord(2, L"v", 0, {}); }},
+      {"signed without value", [](MessageBuilder& m) { m.RawRecord(3, L"v", 0, {}); }},
+      {"byte without value", [](MessageBuilder& m) { m.RawRecord(4, L"v", 0, {}); }},
+      {"half an unsigned",
+       [](MessageBuilder& m) {
+         m.RawRecord(2, L"v", 2, {0xAA, 0xBB});
+       }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     MessageBuilder m(2, kPid);
-    m.Record(2, L"a", pam_test::U32Value(1)).RawRecord(0, L"w", valueLength, pam_test::WideValue(L"x"));
+    m.Record(2, L"before", pam_test::U32Value(1));
+    c.add(m);
     LinuxDictionary d;
-    pam_test::DecodeInto(d, m.Finish());  // no end record, 8 value bytes present
+    pam_test::DecodeInto(d, m.Finish());
     EXPECT_EQ(pam_test::ValueCount(d), 1u);
-    EXPECT_EQ(d.UIntValues().count(L"a"), 1u);
+    EXPECT_EQ(d.UIntValues().count(L"before"), 1u);
   }
 }
 
@@ -221,57 +245,6 @@ TEST(MalformedInput, MissingEndRecordKeepsAllRecords) {
   uint8_t b = 0;
   ASSERT_TRUE(d.GetByte(L"b", &b));
   EXPECT_EQ(b, 9);
-}
-
-TEST(MalformedInput, KeyWithoutTerminatorStopsDecoding) {
-  MessageBuilder m(2, kPid);
-  m.Record(2, std::wstring(31, L'k'), pam_test::U32Value(1))  // 31 characters and the zero: fine
-      .Record(2, std::wstring(32, L'k'), pam_test::U32Value(2))
-      .Record(2, L"after", pam_test::U32Value(3))
-      .End();
-  LinuxDictionary d;
-  pam_test::DecodeInto(d, m.Finish());
-  ASSERT_EQ(d.UIntValues().size(), 1u);
-  EXPECT_EQ(d.UIntValues().begin()->first, std::wstring(31, L'k'));
-  EXPECT_EQ(d.UIntValues().begin()->second, 1u);
-}
-
-TEST(MalformedInput, WideStringWithoutTerminatorStopsDecoding) {
-  Bytes unterminated;
-  pam_test::AppendU32(unterminated, 'a');
-  pam_test::AppendU32(unterminated, 'b');
-  for (bool atEnd : {false, true}) {
-    SCOPED_TRACE(atEnd);
-    MessageBuilder m(2, kPid);
-    m.Record(2, L"before", pam_test::U32Value(1)).Record(0, L"w", unterminated);
-    if (!atEnd) m.Record(2, L"after", pam_test::U32Value(2)).End();
-    LinuxDictionary d;
-    pam_test::DecodeInto(d, m.Finish());
-    EXPECT_EQ(pam_test::ValueCount(d), 1u);
-    EXPECT_EQ(d.UIntValues().count(L"before"), 1u);
-  }
-}
-
-TEST(MalformedInput, WideStringTerminatorMustLieInsideTheValue) {
-  // valueLength 6 covers one whole character ('a') and half of the zero one.
-  MessageBuilder m(2, kPid);
-  m.RawRecord(0, L"w", 6, pam_test::WideValue(L"a")).End();
-  LinuxDictionary d;
-  pam_test::DecodeInto(d, m.Finish());
-  EXPECT_EQ(pam_test::ValueCount(d), 0u);
-}
-
-TEST(MalformedInput, NarrowStringWithoutTerminatorStopsDecoding) {
-  for (bool atEnd : {false, true}) {
-    SCOPED_TRACE(atEnd);
-    MessageBuilder m(2, kPid);
-    m.Record(2, L"before", pam_test::U32Value(1)).Record(6, L"n", {'a', 'b', 'c', 'd'});
-    if (!atEnd) m.Record(2, L"after", pam_test::U32Value(2)).End();
-    LinuxDictionary d;
-    pam_test::DecodeInto(d, m.Finish());
-    EXPECT_EQ(pam_test::ValueCount(d), 1u);
-    EXPECT_EQ(d.UIntValues().count(L"before"), 1u);
-  }
 }
 
 TEST(MalformedInput, NarrowStringWithCutPaddingIsTheLastValue) {

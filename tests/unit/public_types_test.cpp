@@ -67,13 +67,4 @@ TEST(PublicTypes, CLayoutMatches) {
   EXPECT_EQ(pam_public_types_c_layout_ok(), 1);
 }
 
-TEST(PublicTypes, WindowRecordAggregateOrderStartsWithBottom) {
-  // An application filling the record positionally gives bottom, left, width, height.
-  const AMWindowInfo window = {10, 20, 300, 400, nullptr, nullptr, nullptr};
-  EXPECT_EQ(window.winbottom, 10);
-  EXPECT_EQ(window.winleft, 20);
-  EXPECT_EQ(window.winwidth, 300);
-  EXPECT_EQ(window.winheight, 400);
-}
-
 }  // namespace

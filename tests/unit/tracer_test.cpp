@@ -5,9 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <dirent.h>
 #include <cstdio>
 #include <cstdlib>
-#include <dirent.h>
 #include <functional>
 #include <regex>
 #include <string>
@@ -151,71 +151,42 @@ TEST_F(TracerTest, FileNameAndBanner) {
       << name;
   EXPECT_TRUE(Matches(address, "0x[0-9a-f]+")) << address;
 
-  const std::string expected = std::string(kRule) + "  Authentication Manager Static SDK \n\n" + "Starting: " +
-                               kTime + "\n\n" + "Module: " + Literal(ExecutablePath()) + "\n" + kRule;
+  const std::string expected = std::string(kRule) + "  Authentication Manager Static SDK \n\n" + "Starting: " + kTime +
+                               "\n\n" + "Module: " + Literal(ExecutablePath()) + "\n" + kRule;
   EXPECT_TRUE(Matches(banner, expected)) << banner;
 }
 
-TEST_F(TracerTest, MessageAndErrorLines) {
+TEST_F(TracerTest, MessageErrorEntryExitNullArgumentAndOverlongLines) {
   StartTracing();
   ASSERT_FALSE(tracePath_.empty());
   CTracer::Msg(L"connection %u opened as %ls", 7u, L"main");
   CTracer::Err(L"failed with %d", -3);
-
-  const std::string line = std::string(kTime);
-  EXPECT_TRUE(Matches(LinesAfterBanner(), line + "       : connection 7 opened as main\n" +  //
-                                              line + " Err   : failed with -3\n"))
-      << LinesAfterBanner();
-}
-
-TEST_F(TracerTest, TextIsNarrowedToOneBytePerCharacter) {
-  StartTracing();
-  ASSERT_FALSE(tracePath_.empty());
-  CTracer::Msg(L"caf\u00e9 \u20ac");
-  const std::string lines = LinesAfterBanner();
-  const std::string tail = " : caf\xe9 \xac\n";
-  ASSERT_GE(lines.size(), tail.size());
-  EXPECT_EQ(lines.substr(lines.size() - tail.size()), tail);
-}
-
-TEST_F(TracerTest, EntryExitAndNullArgumentLines) {
-  StartTracing();
-  ASSERT_FALSE(tracePath_.empty());
+  CTracer::Msg(nullptr);  // a null format gives an empty message
+  CTracer::Err(nullptr);
+  CTracer::Msg(L"caf\u00e9 \u20ac");  // narrowed to one byte per character
   CTracer::TraceEntry("AMResult PalvonAuthManager_LogOff(ConnectionHandle)");
   CTracer::TraceMethodEntry("virtual AMResult Impl::LogOff(ConnectionHandle)");
   CTracer::TraceMethodExit("virtual AMResult Impl::LogOff(ConnectionHandle)", 5);
   CTracer::TraceNullArgument("CreateConnection", "outHandle");
-
-  const std::string t = kTime;
-  const std::string expected = t + "       : AMResult PalvonAuthManager_LogOff\\(ConnectionHandle\\)\n" +  //
-                               t + "       : \\[\\+\\] virtual AMResult Impl::LogOff\\(ConnectionHandle\\)\n" +
-                               t + "       : \\[-\\] virtual AMResult Impl::LogOff\\(ConnectionHandle\\) : result = 5\n" +
-                               t + " Err   : CreateConnection: failed because outHandle is NULL!\n";
-  EXPECT_TRUE(Matches(LinesAfterBanner(), expected)) << LinesAfterBanner();
-}
-
-TEST_F(TracerTest, NullFormatGivesEmptyMessage) {
-  StartTracing();
-  ASSERT_FALSE(tracePath_.empty());
-  CTracer::Msg(nullptr);
-  CTracer::Err(nullptr);
-  const std::string t = kTime;
-  EXPECT_TRUE(Matches(LinesAfterBanner(), t + "       : \n" + t + " Err   : \n")) << LinesAfterBanner();
-}
-
-TEST_F(TracerTest, OverlongMessageIsCut) {
-  StartTracing();
-  ASSERT_FALSE(tracePath_.empty());
   const std::wstring text(1100, L'x');
   CTracer::Msg(L"%ls", text.c_str());
   CTracer::Msg(L"next");
 
-  // The message is cut to 1,023 characters; the line built around it is cut
-  // to the same limit, so it loses the tail of the message and its line feed.
-  const std::string lines = LinesAfterBanner();
   const std::string t = kTime;
+  const std::string expected = t + "       : connection 7 opened as main\n" +                              //
+                               t + " Err   : failed with -3\n" +                                           //
+                               t + "       : \n" + t + " Err   : \n" +                                     //
+                               t + "       : caf\xe9 \xac\n" +                                             //
+                               t + "       : AMResult PalvonAuthManager_LogOff\\(ConnectionHandle\\)\n" +  //
+                               t + "       : \\[\\+\\] virtual AMResult Impl::LogOff\\(ConnectionHandle\\)\n" + t +
+                               "       : \\[-\\] virtual AMResult Impl::LogOff\\(ConnectionHandle\\) : result = 5\n" +
+                               t + " Err   : CreateConnection: failed because outHandle is NULL!\n" +
+                               // An overlong message is cut to 1,023 characters; the line built around it is
+                               // cut to the same limit, so it loses the tail of the message and its line feed.
+                               "(" + t + "       : x+)" + t + "       : next\n";
+  const std::string lines = LinesAfterBanner();
   std::smatch match;
-  ASSERT_TRUE(std::regex_match(lines, match, std::regex("(" + t + "       : x+)(" + t + "       : next\n)"))) << lines;
+  ASSERT_TRUE(std::regex_match(lines, match, std::regex(expected))) << lines;
   EXPECT_EQ(match.length(1), 1023);
 }
 
@@ -287,22 +258,20 @@ class TracerFallbackTest : public TracerTest {
   }
 };
 
-TEST_F(TracerFallbackTest, NoDataFolder) {
+TEST_F(TracerFallbackTest, NoDataFolderLogsNotAFolderOrReadOnly) {
   ExpectStdoutFallback();
   EXPECT_FALSE(Exists(Home() + "/.RZPClient")) << "only the last folder component is ever made";
-}
+  CTracer::Uninitialize();
 
-TEST_F(TracerFallbackTest, LogsIsNotAFolder) {
   mkdir((Home() + "/.RZPClient").c_str(), 0700);
   FILE* f = std::fopen(LogsFolder().c_str(), "w");
   ASSERT_NE(f, nullptr);
   std::fclose(f);
   ExpectStdoutFallback();
-}
+  CTracer::Uninitialize();
 
-TEST_F(TracerFallbackTest, ReadOnlyLogsFolder) {
-  if (geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
-  mkdir((Home() + "/.RZPClient").c_str(), 0700);
+  if (geteuid() == 0) return;  // permissions do not bind the superuser
+  unlink(LogsFolder().c_str());
   mkdir(LogsFolder().c_str(), 0500);
   ExpectStdoutFallback();
   EXPECT_TRUE(FilesIn(LogsFolder()).empty());

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <regex>
 #include <string>
+#include <vector>
 
 #include "support/TempHome.h"
 #include "util/CSDKUtils.h"
@@ -22,34 +23,21 @@ bool IsFolder(const std::string& path) {
   return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-/** Sets an environment variable for the scope of one test and restores it afterwards. */
+/** Sets (or, for null, unsets) an environment variable for one scope and restores it afterwards. */
 class ScopedEnv {
  public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    if (const char* old = std::getenv(name)) {
-      old_ = old;
-      had_ = true;
-    }
-    if (value == nullptr) {
-      unsetenv(name);
-    } else {
-      setenv(name, value, 1);
-    }
+  ScopedEnv(const char* name, const char* value) : name_(name), had_(std::getenv(name) != nullptr) {
+    if (had_) old_ = std::getenv(name);
+    value == nullptr ? unsetenv(name) : setenv(name, value, 1);
   }
-  ~ScopedEnv() {
-    if (had_) {
-      setenv(name_.c_str(), old_.c_str(), 1);
-    } else {
-      unsetenv(name_.c_str());
-    }
-  }
+  ~ScopedEnv() { had_ ? setenv(name_.c_str(), old_.c_str(), 1) : unsetenv(name_.c_str()); }
   ScopedEnv(const ScopedEnv&) = delete;
   ScopedEnv& operator=(const ScopedEnv&) = delete;
 
  private:
   std::string name_;
+  bool had_;
   std::string old_;
-  bool had_ = false;
 };
 
 TEST(GetFolderFromPath, KeepsEverythingUpToTheLastSlash) {
@@ -72,16 +60,10 @@ TEST(StringToUTF8, KeepsTheLowByteOfEachCharacter) {
   EXPECT_EQ(CSDKUtils::StringToUTF8(L""), "");
 }
 
-TEST(WidenBytes, SignExtendsEachByte) {
+TEST(WidenBytes, SignExtendsEachByteAndEveryByteSurvivesARoundTrip) {
   const std::wstring wide = CSDKUtils::WidenBytes("A\xC3\x7F\x80");
-  ASSERT_EQ(wide.size(), 4u);
-  EXPECT_EQ(static_cast<uint32_t>(wide[0]), 0x41u);
-  EXPECT_EQ(static_cast<uint32_t>(wide[1]), 0xFFFFFFC3u);
-  EXPECT_EQ(static_cast<uint32_t>(wide[2]), 0x7Fu);
-  EXPECT_EQ(static_cast<uint32_t>(wide[3]), 0xFFFFFF80u);
-}
-
-TEST(WidenBytes, EveryByteSurvivesARoundTrip) {
+  EXPECT_EQ(std::vector<uint32_t>(wide.begin(), wide.end()),
+            (std::vector<uint32_t>{0x41u, 0xFFFFFFC3u, 0x7Fu, 0xFFFFFF80u}));
   std::string all;
   for (int b = 0; b < 256; ++b) all.push_back(static_cast<char>(b));
   EXPECT_EQ(CSDKUtils::StringToUTF8(CSDKUtils::WidenBytes(all)), all);
