@@ -41,7 +41,10 @@ step() {
   echo "== $1 =="
   shift
   printf '$ palvonauth'
-  printf ' %q' "$@"
+  local arg
+  for arg in "$@"; do
+    if [[ $arg =~ [[:space:]] ]]; then printf " '%s'" "$arg"; else printf ' %s' "$arg"; fi
+  done
   printf '\n'
   "$tool" "$@"
 }
