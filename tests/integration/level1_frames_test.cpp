@@ -8,6 +8,7 @@
 
 #include "api/SignatureTexts.h"
 #include "level1_fixture.h"
+#include "support/CaptureStdout.h"
 
 using namespace PalvonAuthManagerSDK;
 using l1test::MaskTime;
@@ -15,27 +16,9 @@ using l1test::MsgLine;
 
 namespace {
 
-constexpr uint32_t kSentinel = 0x5EB7u;
+using pam_test::CaptureStdout;
 
-/** Runs `body` with standard output redirected and returns what it printed. */
-std::string CaptureStdout(const std::function<void()>& body) {
-  std::fflush(stdout);
-  FILE* sink = std::tmpfile();
-  if (sink == nullptr) return "<tmpfile failed>";
-  const int saved = dup(STDOUT_FILENO);
-  dup2(fileno(sink), STDOUT_FILENO);
-  body();
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
-  std::string text;
-  std::rewind(sink);
-  char chunk[4096];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, sink)) > 0) text.append(chunk, n);
-  std::fclose(sink);
-  return text;
-}
+constexpr uint32_t kSentinel = 0x5EB7u;
 
 struct ExportCall {
   const char* signature;

@@ -14,11 +14,14 @@
 #include <vector>
 
 #include "PalvonAuthManagerTracer.h"
+#include "support/CaptureStdout.h"
 #include "support/TempHome.h"
 #include "util/CSDKUtils.h"
 #include "util/FormatString.h"
 
 namespace {
+
+using pam_test::CaptureStdout;
 
 using PalvonAuthManagerSDK::CSDKUtils;
 using PalvonAuthManagerSDK::CTracer;
@@ -52,27 +55,6 @@ std::string ExecutablePath() {
   char buffer[4096];
   const ssize_t n = readlink("/proc/self/exe", buffer, sizeof buffer - 1);
   return n < 0 ? std::string() : std::string(buffer, static_cast<size_t>(n));
-}
-
-/** Runs `body` with standard output redirected to a temporary file and returns what it printed. */
-std::string CaptureStdout(const std::function<void()>& body) {
-  std::fflush(stdout);
-  FILE* sink = std::tmpfile();
-  if (sink == nullptr) return "<tmpfile failed>";
-  const int saved = dup(STDOUT_FILENO);
-  dup2(fileno(sink), STDOUT_FILENO);
-  body();
-  std::fflush(stdout);
-  dup2(saved, STDOUT_FILENO);
-  close(saved);
-
-  std::string text;
-  std::rewind(sink);
-  char chunk[4096];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, sink)) > 0) text.append(chunk, n);
-  std::fclose(sink);
-  return text;
 }
 
 /** `text` as a regular expression matching exactly itself. */
