@@ -18,6 +18,7 @@ AMResult ForwardToLevel1(const char* signature, AMResult (LinuxAMImplementation:
                          Args... args) noexcept {
   try {
     CTracer::TraceEntry(signature);
+    const InFlightCall counted;
     LinuxAMImplementation* level1 = Globals().level1.load();
     if (level1 == nullptr) return rc::kNotInitialized;
     return (level1->*operation)(args...);
@@ -31,6 +32,7 @@ AMResult ForwardToLevel2(const char* signature, AMResult (LinuxAMImplementationV
                          Args... args) noexcept {
   try {
     CTracer::TraceEntry(signature);
+    const InFlightCall counted;
     if (Globals().level1.load() == nullptr) return rc::kNotInitialized;
     LinuxAMImplementationV2* level2 = Globals().level2.load();
     if (level2 == nullptr) return rc::kNotImplemented;

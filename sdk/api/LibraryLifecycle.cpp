@@ -1,4 +1,6 @@
 // PalvonAuthManager_Initialize / _Uninitialize / _GetApiLevel and IsInitialised.
+#include <unistd.h>
+
 #include <algorithm>
 #include <mutex>
 
@@ -10,6 +12,7 @@
 #include "client/ServerVersion.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/LinuxAMImplementationV2.h"
+#include "ipc/ForkGeneration.h"
 #include "ipc/Registration.h"
 #include "message/MessageTypes.h"
 
@@ -26,8 +29,27 @@ std::mutex& InitMutex() {
 
 void DestroyImplementations() {
   GlobalState& state = Globals();
-  delete state.level1.exchange(nullptr);
-  delete state.level2.exchange(nullptr);
+  LinuxAMImplementation* level1 = state.level1.exchange(nullptr);
+  LinuxAMImplementationV2* level2 = state.level2.exchange(nullptr);
+  // Exports that read a pointer before it was taken back are still inside
+  // the objects; they end soon (the channel fails fast once closed).
+  while (state.inFlight.load() != 0) usleep(1000);
+  delete level1;
+  delete level2;
+}
+
+// A child of fork() inherits the parent's state but not its service session:
+// the parent's channel is not the child's to use or remove. The child starts
+// from nothing (one thread runs in it, so nothing is inside the objects).
+void ForgetInheritedState() {
+  GlobalState& state = Globals();
+  if (state.generation == ForkGeneration()) return;
+  state.generation = ForkGeneration();
+  if (state.initCount == 0) return;
+  state.initCount = 0;
+  state.inFlight = 0;
+  ReplaceChannel(nullptr);
+  DestroyImplementations();
 }
 
 AMResult InitializeFirst() {
@@ -77,6 +99,7 @@ PALVONAUTHMANAGER_EXPORT bool IsInitialised(void) { return Globals().level1.load
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Initialize(void) {
   std::lock_guard<std::mutex> lock(InitMutex());
   GlobalState& state = Globals();
+  ForgetInheritedState();
   if (state.initCount != 0) {
     ++state.initCount;
     return rc::kSuccess;
@@ -95,6 +118,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Initialize(void) {
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Uninitialize(void) {
   std::lock_guard<std::mutex> lock(InitMutex());
   GlobalState& state = Globals();
+  ForgetInheritedState();
   if (state.initCount < 1) {
     CTracer::Err(L"Uninitialize failed because SDK is not initialized!");
     return rc::kNotInitialized;
@@ -113,7 +137,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Uninitialize(void) {
     if (LinuxAMImplementation* level1 = state.level1.load()) {
       result = level1->Uninitialize();
     } else {
-      g_ClientCommPtr.reset();
+      ReplaceChannel(nullptr);
     }
     if (result != rc::kSuccess) {
       CTracer::Err(L"Implementation Uninitialize() call failed with error code %u", result);

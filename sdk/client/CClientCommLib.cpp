@@ -1,6 +1,8 @@
 #include "client/CClientCommLib.h"
 
 #include <boost/make_shared.hpp>
+#include <unistd.h>
+
 #include <cassert>
 #include <stdexcept>
 
@@ -11,6 +13,21 @@ namespace PalvonAuthManagerSDK {
 
 boost::shared_ptr<CClientCommLib> g_ClientCommPtr;
 std::mutex g_ClientCommPtr_mutex;
+
+boost::shared_ptr<CClientCommLib> CurrentChannel() {
+  std::lock_guard<std::mutex> lock(g_ClientCommPtr_mutex);
+  return g_ClientCommPtr;
+}
+
+void ReplaceChannel(boost::shared_ptr<CClientCommLib> channel) {
+  boost::shared_ptr<CClientCommLib> old;
+  {
+    std::lock_guard<std::mutex> lock(g_ClientCommPtr_mutex);
+    old = g_ClientCommPtr;
+    g_ClientCommPtr = std::move(channel);
+  }
+  // The old channel (closing its pipes) goes outside the lock.
+}
 
 CClientCommLib::CClientCommLib(const char* pipeName) {
   auto channel = std::make_unique<CLinuxIPC>(pipeName != nullptr ? pipeName : "");
@@ -59,7 +76,7 @@ LinuxDictionary CClientCommLib::MakeCall(LinuxDictionary& request) {
   // The default envelope the reply is handed back under (taken here rather
   // than made again, which would ask the system for the process id again).
   const MessageCommon fresh = reply.Header();
-  if (!GetReply(reply)) reply.CopyValuesFrom(request);
+  if (!GetReply(reply)) throw std::runtime_error("no reply");
   reply.Header() = fresh;
   return reply;
 }
@@ -73,6 +90,15 @@ void CClientCommLib::PrintResponse() {
 
 void CClientCommLib::Close() {
   if (ipc_ != nullptr) ipc_->CloseFd();
+}
+
+void CClientCommLib::WatchService(int registrationFd) {
+  auto* fifo = dynamic_cast<CLinuxIPC*>(ipc_.get());
+  if (fifo != nullptr) {
+    (void)fifo->WatchService(registrationFd);
+  } else if (registrationFd >= 0) {
+    close(registrationFd);
+  }
 }
 
 }  // namespace PalvonAuthManagerSDK

@@ -33,15 +33,22 @@ class CClientCommLib {
   /** GetMessage(), then copies the reply's values and envelope into `out`. */
   bool GetReply(LinuxDictionary& out);
   /**
-   * Sends the request and returns the reply. When the wait fails with a pipe
-   * error, the request's own values come back (so "return" is absent).
-   * Throws std::exception when the request cannot be written.
+   * Sends the request and returns the reply. Throws std::exception when the
+   * request cannot be written, and std::runtime_error when no reply could be
+   * read (a pipe error, or the service has gone): an exchange without a reply
+   * never passes for one.
    */
   LinuxDictionary MakeCall(LinuxDictionary& request);
   /** Looks up "AMResult" in the last reply (diagnostic hook). */
   void PrintResponse();
   /** Closes the pipe descriptors; a waiting read ends with a pipe error. */
   void Close();
+  /**
+   * Hands the channel the write end of the registration pipe (always taken
+   * over, closed when it cannot be used), so that it notices the service's
+   * exit.
+   */
+  void WatchService(int registrationFd);
 
   IIPC* Channel() const { return ipc_.get(); }
   const MessageCommon& Envelope() const { return envelope_; }
@@ -56,8 +63,13 @@ class CClientCommLib {
 
 /** The process's one call channel, set by library initialisation. */
 extern boost::shared_ptr<CClientCommLib> g_ClientCommPtr;
-/** Defined beside g_ClientCommPtr; the library never takes it. */
+/** Guards every read and replacement of g_ClientCommPtr. */
 extern std::mutex g_ClientCommPtr_mutex;
+
+/** A reference to the current call channel (empty when there is none). */
+boost::shared_ptr<CClientCommLib> CurrentChannel();
+/** Replaces the current call channel; the old one dies with its last user. */
+void ReplaceChannel(boost::shared_ptr<CClientCommLib> channel);
 
 }  // namespace PalvonAuthManagerSDK
 

@@ -13,7 +13,7 @@ LinuxDictionary CallUntilNotBusy(LinuxDictionary& request, AMResult& result,
                                  const std::function<void(AMResult)>& onReply) {
   for (;;) {
     // A local reference keeps the channel alive for the whole exchange.
-    const boost::shared_ptr<CClientCommLib> channel = g_ClientCommPtr;
+    const boost::shared_ptr<CClientCommLib> channel = CurrentChannel();
     if (!channel) throw std::logic_error("no call channel");
     LinuxDictionary reply = channel->MakeCall(request);
     unsigned int value = 0;

@@ -37,7 +37,7 @@ AMResult LinuxAMImplementation::Uninitialize() {
   const AMResult result = SendLifecycleMessage(msg::kUninitialize, sig::l1::kUninitialize);
   // The channel goes whether or not the service agreed: closing it removes
   // the client's pipes.
-  g_ClientCommPtr.reset();
+  ReplaceChannel(nullptr);
   CTracer::TraceMethodExit(sig::l1::kUninitialize, result);
   return result;
 }

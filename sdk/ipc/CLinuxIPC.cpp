@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,20 +13,14 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "ipc/ForkGeneration.h"
+#include "ipc/OwnedFiles.h"
 #include "ipc/PipeDirectory.h"
 #include "message/MessageCommon.h"
 
 namespace PalvonAuthManagerSDK {
 
 namespace {
-
-bool MakeFifo(const std::string& path) {
-  if (mkfifo(path.c_str(), 0600) != 0 && errno != EEXIST) return false;
-  (void)ChangePermission(path.c_str());
-  return true;
-}
-
-int OpenReadWrite(const std::string& path) { return open(path.c_str(), O_RDWR | O_CLOEXEC); }
 
 // Owns a malloc'ed buffer until it is handed on.
 struct MallocBuffer {
@@ -38,29 +33,74 @@ struct MallocBuffer {
   }
 };
 
+void CloseIfOpen(int& fd) {
+  if (fd >= 0) close(fd);
+  fd = -1;
+}
+
 }  // namespace
 
-CLinuxIPC::CLinuxIPC(const std::string& name) : IIPC(name) {
-  const std::string base = getUserTmpDir() + "/" + name;
+CLinuxIPC::CLinuxIPC(const std::string& name) : IIPC(name), generation_(ForkGeneration()) {
+  // Without a private pipe folder the paths stay empty and nothing opens.
+  const std::string directory = getUserTmpDir();
+  if (directory.empty()) return;
+  const std::string base = directory + "/" + name;
   readPath_ = base + kReplyPipeSuffix;
   writePath_ = base + kRequestPipeSuffix;
 }
 
 CLinuxIPC::~CLinuxIPC() { CLinuxIPC::Close(); }
 
-bool CLinuxIPC::Open() { return MakeFifo(readPath_) && MakeFifo(writePath_); }
+int CLinuxIPC::OpenPipe(const std::string& path, bool create, dev_t& device, ino_t& inode) {
+  if (path.empty()) return -1;
+  if (create && !MakeOwnedFifo(path)) {
+    // Something else holds this process's pipe name in the private folder (a
+    // link, a file, a stale entry): it is ours to replace.
+    if (errno != EEXIST || unlink(path.c_str()) != 0 || !MakeOwnedFifo(path)) return -1;
+  }
+  const int fd = OpenOwnedFifo(path, O_RDWR);
+  if (fd < 0) return -1;
+  struct stat status {};
+  if (fstat(fd, &status) != 0) {
+    close(fd);
+    return -1;
+  }
+  device = status.st_dev;
+  inode = status.st_ino;
+  return fd;
+}
+
+bool CLinuxIPC::Open() {
+  // The mode is widened through a descriptor of the FIFO, never through the
+  // path; Connect opens the pipes for use.
+  struct Pipe {
+    const std::string& path;
+    dev_t& device;
+    ino_t& inode;
+  };
+  for (const Pipe& pipe : {Pipe{readPath_, readDevice_, readInode_}, Pipe{writePath_, writeDevice_, writeInode_}}) {
+    const int fd = OpenPipe(pipe.path, true, pipe.device, pipe.inode);
+    if (fd == -1) return false;
+    (void)WidenPermission(fd);
+    close(fd);
+  }
+  return true;
+}
 
 bool CLinuxIPC::Listen(unsigned int /*backlog*/) { return Open(); }
 
 bool CLinuxIPC::Connect(unsigned int /*timeout*/, bool /*retry*/) {
   if (readFd_ == -1) {
-    const int fd = OpenReadWrite(readPath_);
+    const int fd = OpenPipe(readPath_, false, readDevice_, readInode_);
     if (fd == -1) return false;
     readFd_ = fd;
   }
   if (writeFd_ == -1) {
-    const int fd = OpenReadWrite(writePath_);
+    const int fd = OpenPipe(writePath_, false, writeDevice_, writeInode_);
     if (fd == -1) return false;
+    // Requests are written piecewise while the service reads, so that a
+    // large request never blocks for good when the service is gone.
+    (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_NONBLOCK);
     writeFd_ = fd;
   }
   closed_ = false;
@@ -71,7 +111,7 @@ bool CLinuxIPC::ConnectReadPipeUntilSuccess() {
   if (readFd_ != -1) return false;
   for (;;) {
     if (closed_) return false;
-    const int fd = OpenReadWrite(readPath_);
+    const int fd = OpenPipe(readPath_, false, readDevice_, readInode_);
     if (fd != -1) {
       readFd_ = fd;
       closed_ = false;
@@ -82,12 +122,67 @@ bool CLinuxIPC::ConnectReadPipeUntilSuccess() {
   }
 }
 
+bool CLinuxIPC::WatchService(int registrationFd) {
+  CloseIfOpen(epollFd_);
+  CloseIfOpen(watchFd_);
+  watchFd_ = registrationFd;
+  if (watchFd_ < 0) return false;
+  epollFd_ = epoll_create1(EPOLL_CLOEXEC);
+  if (epollFd_ < 0) return false;
+  struct epoll_event event {};
+  event.events = EPOLLOUT | EPOLLET;
+  if (epoll_ctl(epollFd_, EPOLL_CTL_ADD, watchFd_, &event) != 0) {
+    CloseIfOpen(epollFd_);
+    return false;
+  }
+  // The first report is the pipe's state now (writable), not a change.
+  (void)epoll_wait(epollFd_, &event, 1, 0);
+  serviceLost_ = false;
+  return true;
+}
+
+bool CLinuxIPC::ServiceLost() {
+  if (serviceLost_) return true;
+  if (epollFd_ < 0) return false;
+  // Any wake-up of the registration pipe's writers after registering means
+  // its reader went away (it may be back by now: a new service that does
+  // not know this process).
+  struct epoll_event event {};
+  if (epoll_wait(epollFd_, &event, 1, 0) > 0) serviceLost_ = true;
+  return serviceLost_;
+}
+
+bool CLinuxIPC::Inherited() const { return generation_ != ForkGeneration(); }
+
 bool CLinuxIPC::Write(const unsigned char* buffer, unsigned int length) {
   // Closed descriptors keep their numbers; writing through a number the
-  // process may have reused for another file must never happen.
-  if (released_) return false;
-  const ssize_t written = write(writeFd_, buffer, length);
-  return written >= 0 && static_cast<size_t>(written) == length;
+  // process may have reused for another file must never happen. A child of
+  // fork() never writes into its parent's channel.
+  if (released_ || Inherited() || serviceLost_) return false;
+  size_t done = 0;
+  while (done < length) {
+    const ssize_t written = write(writeFd_, buffer + done, length - done);
+    if (written > 0) {
+      done += static_cast<size_t>(written);
+    } else if (written < 0 && errno == EINTR) {
+      continue;
+    } else if (written == 0 || errno != EAGAIN || !WaitWritable()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool CLinuxIPC::WaitWritable() {
+  for (;;) {
+    struct pollfd wait[2] = {{writeFd_, POLLOUT, 0}, {epollFd_, POLLIN, 0}};
+    const int ready = poll(wait, epollFd_ >= 0 ? 2 : 1, kReadStepMs);
+    if (closed_) return false;
+    if (ready < 0 && errno != EINTR) return false;
+    if ((wait[1].revents & POLLIN) != 0 && ServiceLost()) return false;
+    if ((wait[0].revents & POLLOUT) != 0) return true;
+    if ((wait[0].revents & (POLLERR | POLLNVAL)) != 0) return false;
+  }
 }
 
 bool CLinuxIPC::Write(LinuxDictionary& message) {
@@ -101,13 +196,16 @@ void CLinuxIPC::WaitReadable(int& budget, bool midFrame) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(budget);
   for (;;) {
     // poll rather than select: descriptors above FD_SETSIZE must work too.
-    struct pollfd wait {
-      readFd_, POLLIN, 0
-    };
-    const int ready = poll(&wait, 1, kReadStepMs);
+    struct pollfd wait[2] = {{readFd_, POLLIN, 0}, {epollFd_, POLLIN, 0}};
+    const int ready = poll(wait, epollFd_ >= 0 ? 2 : 1, kReadStepMs);
     const int error = errno;
     if (closed_) throw std::runtime_error("descriptor error - closed?");
-    if (ready > 0) return;
+    if (ready > 0 && (wait[0].revents & POLLIN) != 0) return;
+    if (ready > 0) {
+      if (ServiceLost()) throw std::runtime_error("service gone");
+      if ((wait[0].revents & (POLLERR | POLLNVAL)) != 0) throw std::runtime_error("select error");
+      continue;
+    }
     if (ready == 0) {
       budget -= kReadStepMs;
       if (budget > 0 && std::chrono::steady_clock::now() >= deadline) budget = 0;
@@ -188,16 +286,21 @@ void CLinuxIPC::CloseFd() {
   closed_ = true;
   // The descriptor numbers stay stored, so the channel is never reopened;
   // they are closed only once, since the numbers may be reused afterwards.
-  if ((readFd_ > 0 || writeFd_ > 0) && !released_.exchange(true)) {
+  if (!released_.exchange(true)) {
     if (readFd_ > 0) close(readFd_);
     if (writeFd_ > 0) close(writeFd_);
+    CloseIfOpen(epollFd_);
+    CloseIfOpen(watchFd_);
   }
 }
 
 void CLinuxIPC::Close() {
   CloseFd();
-  (void)unlink(readPath_.c_str());
-  (void)unlink(writePath_.c_str());
+  // A child of fork() leaves its parent's pipes alone; and only the very
+  // FIFOs this channel opened are removed, never what now has their names.
+  if (Inherited()) return;
+  if (readInode_ != 0) (void)RemoveFifoIfSame(readPath_, readDevice_, readInode_);
+  if (writeInode_ != 0) (void)RemoveFifoIfSame(writePath_, writeDevice_, writeInode_);
 }
 
 void CLinuxIPC::Free(unsigned char* /*buffer*/) {}

@@ -1,6 +1,8 @@
 #ifndef PALVON_SDK_IPC_CLINUXIPC_H
 #define PALVON_SDK_IPC_CLINUXIPC_H
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -19,7 +21,15 @@ constexpr int kReadStepMs = 10;
 /**
  * The client's pipe pair: requests are written to <dir>/<name>Write, replies
  * read from <dir>/<name>Read. Both FIFOs are opened read-write so that opening
- * never blocks, whether or not the service has the other ends open.
+ * never blocks, whether or not the service has the other ends open; they are
+ * opened without following links and used only as FIFOs of the user.
+ *
+ * The channel also watches the service: it keeps the write end of the
+ * registration pipe the process registered through. While the service that
+ * took the registration is alive it holds the read end; when it exits, the
+ * kernel wakes every writer, and an edge-triggered epoll set remembers that
+ * wake-up even when a new service has opened the pipe since. A lost service
+ * ends the wait of a call at once and fails every later call.
  */
 class CLinuxIPC : public IIPC {
  public:
@@ -48,6 +58,16 @@ class CLinuxIPC : public IIPC {
   /** Opens the reply pipe, retrying every 100 ms while its file is missing. */
   bool ConnectReadPipeUntilSuccess();
 
+  /**
+   * Takes the registration pipe's write descriptor (owned from now on) and
+   * watches it for the service's exit. False when it cannot be watched.
+   */
+  bool WatchService(int registrationFd);
+  /** True once the service that took the registration is known to be gone. */
+  bool ServiceLost();
+  /** True in a child of fork(): the channel belongs to the parent process. */
+  bool Inherited() const;
+
   /** The pipe directory of the user, created on demand; never fails. */
   static std::string getUserTmpDir();
 
@@ -59,6 +79,11 @@ class CLinuxIPC : public IIPC {
  private:
   // Waits until the reply pipe is readable; `budget` counts down in 10 ms steps.
   void WaitReadable(int& budget, bool midFrame);
+  // Waits for room in the request pipe; false when the channel was closed or
+  // the service is gone.
+  bool WaitWritable();
+  // Opens one of the pipes, creating it first when `create`; -1 on failure.
+  int OpenPipe(const std::string& path, bool create, dev_t& device, ino_t& inode);
   // Takes exactly `length` bytes of the reply stream (what an earlier read
   // brought in first), waiting between pieces.
   void ReadFully(uint8_t* into, size_t length, bool midFrame);
@@ -67,6 +92,14 @@ class CLinuxIPC : public IIPC {
   std::string writePath_;
   int readFd_ = -1;
   int writeFd_ = -1;
+  dev_t readDevice_ = 0;
+  ino_t readInode_ = 0;
+  dev_t writeDevice_ = 0;
+  ino_t writeInode_ = 0;
+  int watchFd_ = -1;  // write end of the registration pipe
+  int epollFd_ = -1;  // edge-triggered watch over watchFd_
+  std::atomic<bool> serviceLost_{false};
+  const unsigned generation_;
   bool listening_ = false;  // unused by the FIFO channel
   std::atomic<bool> closed_{false};
   std::atomic<bool> released_{false};

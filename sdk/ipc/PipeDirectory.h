@@ -15,7 +15,11 @@ constexpr const char* kRequestPipeSuffix = "Write";
 /** Base name of a client's pipes: ".AuthManager" + process id. */
 std::string ClientChannelName(uint32_t processId);
 
-/** Adds read and write permission for owner, group and others; false if the file cannot be changed. */
+/**
+ * Adds read and write permission for owner, group and others, through a
+ * descriptor opened without following links; false if the file cannot be
+ * opened or changed.
+ */
 bool ChangePermission(const char* path);
 
 }  // namespace PalvonAuthManagerSDK

@@ -84,7 +84,7 @@ TEST(Concurrency, EightThreadsOfFiveHundredCallsGetTheirOwnAnswersInTurn) {
   std::atomic<int> mismatches{0};
   std::atomic<int> failures{0};
   InThreads(kThreads, [&](int t) {
-    const boost::shared_ptr<CClientCommLib> channel = g_ClientCommPtr;
+    const boost::shared_ptr<CClientCommLib> channel = CurrentChannel();
     for (int i = 0; i < kCalls; ++i) {
       const uint32_t tag = static_cast<uint32_t>(t) * 100000u + static_cast<uint32_t>(i);
       try {
