@@ -123,6 +123,10 @@ bool CLinuxIPC::ConnectReadPipeUntilSuccess() {
 }
 
 bool CLinuxIPC::WatchService(int registrationFd) {
+  if (released_) {
+    if (registrationFd >= 0) close(registrationFd);
+    return false;
+  }
   CloseIfOpen(epollFd_);
   CloseIfOpen(watchFd_);
   watchFd_ = registrationFd;
@@ -143,7 +147,7 @@ bool CLinuxIPC::WatchService(int registrationFd) {
 
 bool CLinuxIPC::ServiceLost() {
   if (serviceLost_) return true;
-  if (epollFd_ < 0) return false;
+  if (epollFd_ < 0 || released_) return false;
   // Any wake-up of the registration pipe's writers after registering means
   // its reader went away (it may be back by now: a new service that does
   // not know this process).
@@ -289,8 +293,8 @@ void CLinuxIPC::CloseFd() {
   if (!released_.exchange(true)) {
     if (readFd_ > 0) close(readFd_);
     if (writeFd_ > 0) close(writeFd_);
-    CloseIfOpen(epollFd_);
-    CloseIfOpen(watchFd_);
+    if (epollFd_ >= 0) close(epollFd_);
+    if (watchFd_ >= 0) close(watchFd_);
   }
 }
 

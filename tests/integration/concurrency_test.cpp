@@ -156,3 +156,29 @@ TEST(Concurrency, ExportedOperationsFromSeveralThreadsEachGetTheirOwnText) {
   EXPECT_EQ(service.RequestsOfType(msg::kGetVersion).size(), static_cast<size_t>(kThreads * kCalls));
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
 }
+
+TEST(Concurrency, UninitialiseWhileSixteenThreadsCallEndsEveryCallCleanly) {
+  // Calls racing the last Uninitialize either complete or find the library
+  // uninitialised; none reaches a released channel or object.
+  constexpr int kThreads = 16;
+  TestService service;
+  for (int round = 0; round < 3; ++round) {
+    ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+    std::atomic<int> started{0};
+    std::atomic<int> unexpected{0};
+    std::thread closer([&] {
+      while (started.load() < kThreads) std::this_thread::yield();
+      EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+    });
+    InThreads(kThreads, [&](int) {
+      started.fetch_add(1);
+      for (int i = 0; i < 50; ++i) {
+        const AMResult result = PalvonAuthManager_DestroyConnection(1);
+        if (result != 0 && result != 0xFFFDu && result != 0xFFF8u) unexpected.fetch_add(1);
+      }
+    });
+    closer.join();
+    EXPECT_EQ(unexpected.load(), 0);
+    EXPECT_FALSE(IsInitialised());
+  }
+}

@@ -1,8 +1,14 @@
 // Library start-up and shutdown against the scriptable test service.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <future>
+#include <memory>
 #include <functional>
 #include <string>
 #include <thread>
@@ -246,3 +252,90 @@ TEST(Lifecycle, OperationWhoseReadFailsReturns65528AndKeepsItsOutValue) {
   EXPECT_EQ(version, 77u);
   (void)PalvonAuthManager_Uninitialize();
 }
+
+// --- a service that goes away -------------------------------------------------------------
+
+namespace {
+
+// Runs `call` and gives up waiting after a while: a call that hangs fails the
+// test instead of the whole run.
+AMResult WithoutHanging(const std::function<AMResult()>& call) {
+  auto pending = std::async(std::launch::async, call);
+  if (pending.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
+    ADD_FAILURE() << "the call did not return";
+    std::_Exit(1);
+  }
+  return pending.get();
+}
+
+// A forked child holds copies of the test service's thread state, which the
+// leak checker would report at the child's exit.
+bool g_inForkedChild = false;
+
+// One exchange with the service (the test service answers it with 0).
+AMResult Probe() { return PalvonAuthManager_DestroyConnection(1); }
+
+}  // namespace
+
+TEST(Lifecycle, ALostServiceFailsCallsAtOnceAndANewOneIsReachedAfterReinitialising) {
+  auto service = std::make_unique<TestService>();
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_EQ(Probe(), 0u);
+
+  // Gone between two calls: a request larger than the pipe holds fails
+  // instead of blocking in its write.
+  service.reset();
+  const std::vector<AMByte> body(200 * 1024, 0x5A);
+  EXPECT_EQ(WithoutHanging([&] { return PalvonAuthManager_SetRequestData(1, body.data(), 200 * 1024); }), 0xFFF8u);
+  EXPECT_EQ(WithoutHanging(Probe), 0xFFF8u);
+  EXPECT_EQ(WithoutHanging(PalvonAuthManager_Uninitialize), 0xFFF8u);
+
+  // Gone during a call and replaced at once by a service that does not know
+  // this process: the call in flight and the next one fail.
+  service = std::make_unique<TestService>();
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  Reply silent = Reply::Empty();
+  silent.silent = true;
+  service->Script(msg::kDestroyConnection, {silent});
+  const size_t before = service->RequestCount();
+  std::thread restart([&] {
+    (void)service->WaitForRequests(before + 1);
+    service = std::make_unique<TestService>();
+  });
+  EXPECT_EQ(WithoutHanging(Probe), 0xFFF8u);
+  restart.join();
+  EXPECT_EQ(WithoutHanging(Probe), 0xFFF8u);
+
+  // Uninitialise and initialise again in the same process: served anew.
+  EXPECT_EQ(WithoutHanging(PalvonAuthManager_Uninitialize), 0xFFF8u);
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  EXPECT_EQ(Probe(), 0u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(Lifecycle, AForkedChildNeitherUsesNorRemovesItsParentsChannel) {
+  TestService service;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  const std::string base = CLinuxIPC::getUserTmpDir() + "/" + ClientChannelName(CurrentProcessId());
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    g_inForkedChild = true;
+    // Calls through the inherited channel fail; after initialising its own
+    // channel the child is served; exit() runs the library's destructors.
+    const bool inheritedFails = Probe() == 0xFFF8u;
+    const bool ownWorks = PalvonAuthManager_Initialize() == 0u && Probe() == 0u;
+    const bool ownClosed = PalvonAuthManager_Uninitialize() == 0u;
+    std::exit(inheritedFails && ownWorks && ownClosed ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  struct stat info {};
+  EXPECT_EQ(stat((base + "Read").c_str(), &info), 0);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(Probe(), 0u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+extern "C" int __lsan_is_turned_off() { return g_inForkedChild ? 1 : 0; }

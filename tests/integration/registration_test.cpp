@@ -267,6 +267,25 @@ TEST(Registration, InitialiseWaitsUntilAServiceOpensThePipe) {
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
 }
 
+TEST(Registration, AReaderThatComesAndGoesNeitherKillsNorLosesTheRegistration) {
+  // A process that opens and closes the registration pipe while a client
+  // registers: the client's write must not raise SIGPIPE, and the record
+  // must still reach the service that starts afterwards.
+  const std::string path = RegistrationPath();
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) _exit(PalvonAuthManager_Initialize() == 0 && PalvonAuthManager_Uninitialize() == 0 ? 0 : 1);
+  const auto until = std::chrono::steady_clock::now() + 300ms;
+  while (std::chrono::steady_clock::now() < until) {
+    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd >= 0) close(fd);
+  }
+  TestService service;
+  EXPECT_EQ(WaitForChild(child, 30s), 0);
+  EXPECT_EQ(service.Registrations(), std::vector<uint32_t>{static_cast<uint32_t>(child)});
+}
+
 // --- several clients --------------------------------------------------------------
 
 TEST(Registration, TwoClientProcessesRegisterThroughTheSamePipe) {
