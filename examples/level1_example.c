@@ -37,7 +37,7 @@ static int ask_the_service(ConnectionHandle connection) {
              (unsigned)server->gatewayInfo->amGatewayAuthType);
     }
   }
-  /* Also after a failure: a partly filled record may have been handed out. */
+  /* Accepts null: nothing is handed out after a failure. */
   PalvonAuthManager_FreeServerInfo(server);
 
   AMChar* trampoline = NULL;

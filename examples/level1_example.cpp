@@ -76,7 +76,7 @@ void AskTheService(const Connection& connection) {
 
   pam::AM_SERVER_INFO* info = nullptr;
   result = pam::PalvonAuthManager_DetermineServerType(connection.Handle(), L"https://portal.example.com/", &info);
-  // Held also after a failure: a partly filled record may have been handed out.
+  // Empty after a failure: the record is handed out on success only.
   const ServerInfo server(info);
   if (Succeeded("DetermineServerType", result)) {
     std::printf("server type: %u\n", server->serverType);

@@ -1,6 +1,7 @@
 // Replays fuzz inputs without libFuzzer: every regular file found in the
 // folders (or named directly) on the command line goes through
-// LLVMFuzzerTestOneInput once. A finding aborts the process.
+// LLVMFuzzerTestOneInput once, after LLVMFuzzerInitialize when the target has
+// one. A finding aborts the process.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
+extern "C" __attribute__((weak)) int LLVMFuzzerInitialize(int* argc, char*** argv);
 
 namespace {
 
@@ -26,6 +28,12 @@ bool Run(const std::filesystem::path& file) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (LLVMFuzzerInitialize != nullptr) {
+    // It sees the program name only: the rest are inputs, not fuzzer flags.
+    int programOnly = 1;
+    char** self = argv;
+    LLVMFuzzerInitialize(&programOnly, &self);
+  }
   size_t count = 0;
   for (int i = 1; i < argc; ++i) {
     const std::filesystem::path path(argv[i]);

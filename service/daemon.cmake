@@ -5,15 +5,7 @@ find_package(tomlplusplus REQUIRED CONFIG)
 find_package(CLI11 REQUIRED CONFIG)
 
 # Everything but main(), so that tests can reach the pieces directly.
-add_library(palvonauthd_core STATIC
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Config.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Http.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Launcher.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Log.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Operations.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Server.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Session.cpp
-  ${CMAKE_CURRENT_LIST_DIR}/daemon/Text.cpp)
+add_library(palvonauthd_core STATIC ${PALVONAUTHD_CORE_SOURCES})
 target_include_directories(palvonauthd_core PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(palvonauthd_core
   PUBLIC pam_service_common Threads::Threads

@@ -50,8 +50,10 @@ AMResult LinuxAMImplementationV2::CreateAMHttpRequest(ConnectionHandle connectio
       })
       .Call([&](LinuxDictionary& request) { request.SetUInt(L"AuthManagerHandle", connection); },
             [&](const LinuxDictionary& reply) {
-              (void)reply.GetUInt(L"httpHandle", outHttpHandle);
-              CTracer::Msg(L"Created http request handle %u for connection handle %u.", *outHttpHandle, connection);
+              AMHttpHandle created = 0;  // the cleared value when the reply has none
+              (void)reply.GetUInt(L"httpHandle", &created);
+              CTracer::Msg(L"Created http request handle %u for connection handle %u.", created, connection);
+              *outHttpHandle = created;
             });
 }
 

@@ -1,5 +1,6 @@
 // Sending a request and reading its response; the certificate calls.
 #include <cstring>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -14,6 +15,10 @@ namespace PalvonAuthManagerSDK {
 namespace {
 
 void PutHandle(LinuxDictionary& request, AMHttpHandle handle) { request.SetUInt(L"httpHandle", handle); }
+
+struct HeaderArrayRelease {
+  void operator()(AMChar** headers) const { FreeHeaderArray(headers); }
+};
 
 AMResult NotImplementedOperation(const char* signature) {
   CTracer::TraceMethodEntry(signature);
@@ -42,9 +47,10 @@ AMResult LinuxAMImplementationV2::GetResponseStatusCode(AMHttpHandle handle, AMU
   *httpStatusCode = 0;
   return op.Call([&](LinuxDictionary& request) { PutHandle(request, handle); },
                  [&](const LinuxDictionary& reply) {
-                   (void)reply.GetUInt(L"httpStatus", httpStatusCode);
-                   CTracer::Msg(L"GetResponseStatusCode completed for handle %u with result %u", handle,
-                                *httpStatusCode);
+                   AMUint status = 0;  // the cleared value when the reply has none
+                   (void)reply.GetUInt(L"httpStatus", &status);
+                   CTracer::Msg(L"GetResponseStatusCode completed for handle %u with result %u", handle, status);
+                   *httpStatusCode = status;
                  });
 }
 
@@ -70,10 +76,13 @@ AMResult LinuxAMImplementationV2::GetResponseHeaders(AMHttpHandle handle, AMChar
       [&](const LinuxDictionary& reply) {
         unsigned int count = 0;
         (void)reply.GetUInt(L"numHeaders", &count);
-        // Zero-filled, so the array is null-terminated at every stage: one
-        // left half filled by a missing entry can still be released.
-        auto** array = new AMChar*[static_cast<size_t>(count) + 1]();
-        *headers = array;
+        // Every header is a wide text of its own in the reply: a count beyond
+        // the texts present is a broken reply, refused before anything is
+        // allocated for it.
+        if (count > reply.WideStringValues().size()) throw std::length_error("more headers announced than sent");
+        // Zero-filled, so the array is null-terminated at every stage and its
+        // owner can release it whenever filling stops.
+        std::unique_ptr<AMChar*[], HeaderArrayRelease> array(new AMChar*[static_cast<size_t>(count) + 1]());
         std::wostringstream key;
         for (unsigned int i = 0; i < count; ++i) {
           key.str(std::wstring());
@@ -81,7 +90,7 @@ AMResult LinuxAMImplementationV2::GetResponseHeaders(AMHttpHandle handle, AMChar
           key << L"Attrib" << i;
           array[i] = CopyReplyText(reply, key.str().c_str());
         }
-        array[count] = nullptr;
+        *headers = array.release();
       });
 }
 
@@ -109,12 +118,10 @@ AMResult LinuxAMImplementationV2::ReadResponseBodyStream(AMHttpHandle handle, AM
         request.SetUInt(L"maxNumberOfBytesToRead", maxNumberOfBytesToRead);
       },
       [&](const LinuxDictionary& reply) {
-        *numBytesRead = 0;
         const LinuxDictionary::BufferValue* chunk = reply.FindBuffer(L"amByteData");
-        if (chunk == nullptr) return;
-        const size_t count = chunk->first.size();
+        const size_t count = chunk != nullptr ? chunk->first.size() : 0;
         // The caller's buffer holds only what it asked for: a longer chunk
-        // is a broken reply, never copied.
+        // is a broken reply, never copied, and the count stays as it was.
         if (count > maxNumberOfBytesToRead) throw std::length_error("chunk longer than requested");
         if (count > 0) std::memcpy(buffer, chunk->first.data(), count);
         *numBytesRead = static_cast<AMUint>(count);

@@ -1,5 +1,6 @@
 // Server type, gateway discovery, logon status and log-off.
 #include <cstdlib>
+#include <memory>
 
 #include "PalvonAuthManagerTracer.h"
 #include "api/SignatureTexts.h"
@@ -21,6 +22,20 @@ T* CallocOne() {
   if (memory == nullptr) throw std::bad_alloc();
   return static_cast<T*>(memory);
 }
+
+// Releases a server record and its gateway description, either of them
+// possibly filled only in part.
+struct ServerInfoRelease {
+  void operator()(AM_SERVER_INFO* info) const {
+    if (info == nullptr) return;
+    if (AM_GATEWAY_INFO* gateway = info->gatewayInfo) {
+      delete[] gateway->friendlyName;
+      delete[] gateway->logonPointUrl;
+      std::free(gateway);
+    }
+    std::free(info);
+  }
+};
 }  // namespace
 
 AMResult LinuxAMImplementation::DetermineServerType(ConnectionHandle handle, const AMChar* serverUrl,
@@ -37,33 +52,25 @@ AMResult LinuxAMImplementation::DetermineServerType(ConnectionHandle handle, con
             request.SetWideString(L"serviceUrl", serverUrl);
           },
           [&](const LinuxDictionary& reply) {
-            // Handed out at once and zero-filled, so a record left partly
-            // filled by a missing text is still safe to release.
-            auto* info = CallocOne<AM_SERVER_INFO>();
-            *outServerInfo = info;
+            // Zero-filled and filled completely before it is handed out:
+            // after a missing text the caller's pointer stays as it was.
+            std::unique_ptr<AM_SERVER_INFO, ServerInfoRelease> info(CallocOne<AM_SERVER_INFO>());
             (void)reply.GetUInt(L"serverType", &info->serverType);
-            if (info->serverType != kGatewayServerType) return;
-            auto* gateway = CallocOne<AM_GATEWAY_INFO>();
-            info->gatewayInfo = gateway;
-            gateway->friendlyName = CopyReplyText(reply, L"friendlyName");
-            gateway->logonPointUrl = CopyReplyText(reply, L"logonPointUrl");
-            (void)reply.GetUInt(L"amGatewayEdition", &gateway->amGatewayEdition);
-            (void)reply.GetUInt(L"amGatewayAuthType", &gateway->amGatewayAuthType);
+            if (info->serverType == kGatewayServerType) {
+              AM_GATEWAY_INFO* gateway = CallocOne<AM_GATEWAY_INFO>();
+              info->gatewayInfo = gateway;
+              gateway->friendlyName = CopyReplyText(reply, L"friendlyName");
+              gateway->logonPointUrl = CopyReplyText(reply, L"logonPointUrl");
+              (void)reply.GetUInt(L"amGatewayEdition", &gateway->amGatewayEdition);
+              (void)reply.GetUInt(L"amGatewayAuthType", &gateway->amGatewayAuthType);
+            }
+            *outServerInfo = info.release();
           });
 }
 
 AMResult LinuxAMImplementation::FreeServerInfo(AM_SERVER_INFO* info) {
   CTracer::TraceMethodEntry(sig::l1::kFreeServerInfo);
-  if (info == nullptr) return rc::kSuccess;
-  if (AM_GATEWAY_INFO* gateway = info->gatewayInfo) {
-    FreeString(const_cast<AMChar*>(gateway->friendlyName));
-    FreeString(const_cast<AMChar*>(gateway->logonPointUrl));
-    gateway->friendlyName = nullptr;
-    gateway->logonPointUrl = nullptr;
-    std::free(gateway);
-    info->gatewayInfo = nullptr;
-  }
-  std::free(info);
+  ServerInfoRelease()(info);
   return rc::kSuccess;
 }
 

@@ -39,7 +39,13 @@ class ServiceOperation {
    */
   static bool Require(const void* argument, const char* operation, const char* name);
 
-  /** Builds and sends the request, reads the out-values on 0, traces the exit line. */
+  /**
+   * Builds and sends the request, reads the out-values on 0, traces the exit
+   * line. `readOut` builds every out-value in an owner of its own and stores
+   * them in the caller's variables only after the last value was read, so an
+   * operation that fails (a missing text, a count the reply does not hold)
+   * hands out nothing and leaks nothing.
+   */
   AMResult Call(const Fill& fill, const ReadOut& readOut = nullptr);
 
  private:

@@ -1,4 +1,6 @@
 // VPN authentication contexts and their authorization records.
+#include <memory>
+
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
@@ -9,6 +11,16 @@ namespace PalvonAuthManagerSDK {
 namespace {
 constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
 constexpr const wchar_t* kInvalidContext = L"Invalid request context handle %u.";
+
+// Releases an authorization record and the texts it holds (null ones included).
+struct VpnInfoRelease {
+  void operator()(AM_VPN_AUTHORIZATION_INFO* info) const {
+    if (info == nullptr) return;
+    delete[] info->vpnauthorizationstr;
+    delete[] info->vpnsessionlogonpointurl;
+    delete info;
+  }
+};
 }  // namespace
 
 AMResult LinuxAMImplementation::CreateVpnAuthContext(ConnectionHandle handle, const AM_GATEWAY_INFO* gatewayInfo,
@@ -44,22 +56,18 @@ AMResult LinuxAMImplementation::GetVpnAuthorizationInfo(VpnAuthContextHandle con
   return op.InvalidHandleMessage(kInvalidContext, context)
       .Call([&](LinuxDictionary& request) { request.SetUInt(L"vpnauthcontexthandle", context); },
             [&](const LinuxDictionary& reply) {
-              // Handed out before it is filled: after a missing text the
-              // caller holds a partly filled record (cleared, so it is
-              // safe to release).
-              auto* info = new AM_VPN_AUTHORIZATION_INFO();
-              *vpnAuthorizationInfo = info;
+              // Filled completely before it is handed out: after a missing
+              // text the caller's pointer stays as it was.
+              std::unique_ptr<AM_VPN_AUTHORIZATION_INFO, VpnInfoRelease> info(new AM_VPN_AUTHORIZATION_INFO());
               (void)reply.GetUInt(L"amAuthenticationResult", &info->amAuthenticationResult);
               info->vpnauthorizationstr = CopyReplyText(reply, L"vpnauthorizationstr");
               info->vpnsessionlogonpointurl = CopyReplyText(reply, L"vpnsessionlogonpointurl");
+              *vpnAuthorizationInfo = info.release();
             });
 }
 
 AMResult LinuxAMImplementation::FreeVpnAuthorizationInfo(AM_VPN_AUTHORIZATION_INFO* info) {
-  if (info == nullptr) return rc::kSuccess;
-  delete[] info->vpnauthorizationstr;
-  delete[] info->vpnsessionlogonpointurl;
-  delete info;
+  VpnInfoRelease()(info);
   return rc::kSuccess;
 }
 

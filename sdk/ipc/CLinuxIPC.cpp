@@ -268,11 +268,24 @@ LinuxDictionary CLinuxIPC::Read() {
   std::memcpy(&bodyLength, header + 8, sizeof bodyLength);
   if (bodyLength > kMaxReplyBodyLength) throw std::runtime_error("read error");
 
+  // The buffer grows with the bytes that really arrive: a declared length
+  // alone never costs more than the first step.
+  constexpr size_t kFirstStep = 1024 * 1024;
   MallocBuffer frame;
-  frame.data = static_cast<uint8_t*>(std::malloc(kMessagePrefixSize + bodyLength));
+  size_t capacity = std::min<size_t>(bodyLength, kFirstStep);
+  frame.data = static_cast<uint8_t*>(std::malloc(kMessagePrefixSize + capacity));
   if (frame.data == nullptr) throw std::runtime_error("read error");
   std::memcpy(frame.data, header, sizeof header);
-  ReadFully(frame.data + kMessagePrefixSize, bodyLength, true);
+  size_t done = 0;
+  for (;;) {
+    ReadFully(frame.data + kMessagePrefixSize + done, capacity - done, true);
+    done = capacity;
+    if (done == bodyLength) break;
+    capacity = std::min<size_t>(bodyLength, capacity * 2);
+    auto* grown = static_cast<uint8_t*>(std::realloc(frame.data, kMessagePrefixSize + capacity));
+    if (grown == nullptr) throw std::runtime_error("read error");
+    frame.data = grown;
+  }
 
   // The frame brings its own envelope, so the message starts as a copy of
   // an empty one instead of a fresh default (which would ask the system for

@@ -5,12 +5,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 
+#include "ipc/OwnedFiles.h"
 #include "ipc/PipeDirectory.h"
 #include "message/MessageTypes.h"
 
@@ -22,6 +24,10 @@ using PalvonAuthManagerSDK::MessageCommon;
 namespace {
 
 constexpr size_t kPrefix = PalvonAuthManagerSDK::kMessagePrefixSize;
+/** Most bytes taken from the registration pipe per read call. */
+constexpr size_t kRegistrationReadLimit = 4096;
+/** Most bytes of a request frame read per call, so a session between reads stays responsive. */
+constexpr size_t kFrameReadBudget = 1u << 20;
 
 uint32_t LoadU32(const uint8_t* at) {
   uint32_t value;
@@ -34,13 +40,14 @@ int Remaining(std::chrono::steady_clock::time_point deadline) {
   return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
-// Appends what the descriptor has to `into`; returns bytes read, 0 at
-// end-of-file, -1 when nothing is available now, -2 on error.
-ssize_t Drain(int fd, std::vector<uint8_t>& into) {
+// Appends up to `limit` bytes of what the descriptor has to `into`; returns
+// bytes read, 0 at end-of-file, -1 when nothing is available now, -2 on error.
+ssize_t Drain(int fd, std::vector<uint8_t>& into, size_t limit) {
   ssize_t total = 0;
-  uint8_t chunk[65536];
-  for (;;) {
-    const ssize_t got = read(fd, chunk, sizeof chunk);
+  uint8_t chunk[kRegistrationReadLimit];
+  while (static_cast<size_t>(total) < limit) {
+    const size_t want = std::min(sizeof chunk, limit - static_cast<size_t>(total));
+    const ssize_t got = read(fd, chunk, want);
     if (got > 0) {
       into.insert(into.end(), chunk, chunk + got);
       total += got;
@@ -51,9 +58,38 @@ ssize_t Drain(int fd, std::vector<uint8_t>& into) {
     if (errno == EAGAIN || errno == EWOULDBLOCK) return total > 0 ? total : -1;
     return -2;
   }
+  return total;
+}
+
+bool SameFile(const std::string& path, const FileId& id) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && status.st_dev == id.device && status.st_ino == id.inode;
 }
 
 }  // namespace
+
+FileId IdOf(int fd) {
+  struct stat status {};
+  FileId id;
+  if (fd >= 0 && fstat(fd, &status) == 0) {
+    id.device = status.st_dev;
+    id.inode = status.st_ino;
+  }
+  return id;
+}
+
+std::string PipeProblem(int error) {
+  switch (error) {
+    case ELOOP:
+      return "it is a symbolic link";
+    case EPERM:
+      return "it is not a FIFO of this user";
+    case EEXIST:
+      return "a link, a file of another kind or another user's file is in its place";
+    default:
+      return std::strerror(error);
+  }
+}
 
 bool RegistrationRecord::WellFormed() const {
   return messageType == PalvonAuthManagerSDK::msg::kRegistration && bodyLength == kPrefix && processId != 0;
@@ -81,16 +117,23 @@ RegistrationPipe::RegistrationPipe(std::string directory)
     : path_(std::move(directory) + "/" + PalvonAuthManagerSDK::kRegistrationPipeName) {}
 
 bool RegistrationPipe::Open() {
-  if (mkfifo(path_.c_str(), 0666) != 0 && errno != EEXIST) return false;
-  (void)chmod(path_.c_str(), 0666);
-  const int fd = open(path_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  if (!PalvonAuthManagerSDK::MakeOwnedFifo(path_)) return false;
+  const int fd = PalvonAuthManagerSDK::OpenOwnedFifo(path_, O_RDWR | O_NONBLOCK);
   if (fd < 0) return false;
+  // Every user's clients write here; the mode is set on the FIFO that was
+  // opened, never through the name.
+  if (fchmod(fd, 0666) != 0) {
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return false;
+  }
   fd_.Reset(fd);
   return true;
 }
 
 std::vector<RegistrationRecord> RegistrationPipe::ReadRecords() {
-  (void)Drain(fd_.Get(), pending_);
+  (void)Drain(fd_.Get(), pending_, kRegistrationReadLimit);
   std::vector<RegistrationRecord> records;
   size_t offset = 0;
   while (pending_.size() - offset >= kPrefix) {
@@ -132,7 +175,7 @@ bool CouldStartRecord(const uint8_t* at, const uint8_t* end) {
 
 std::vector<RegistrationRecord> RegistrationPipe::ReadValidRecords(size_t& discarded) {
   discarded = 0;
-  (void)Drain(fd_.Get(), pending_);
+  (void)Drain(fd_.Get(), pending_, kRegistrationReadLimit);
   std::vector<RegistrationRecord> records;
   const uint8_t* const begin = pending_.data();
   const uint8_t* const end = begin + pending_.size();
@@ -155,52 +198,107 @@ std::vector<RegistrationRecord> RegistrationPipe::ReadValidRecords(size_t& disca
   return records;
 }
 
+ReadStatus FrameReader::Read(int fd, std::vector<uint8_t>& raw, LinuxDictionary& decoded) {
+  if (failed_) return ReadStatus::kError;
+  size_t budget = kFrameReadBudget;
+  while (budget > 0) {
+    if (have_ == frame_.size()) {
+      // Full: grow by doubling, at least a page at a time, never beyond the
+      // frame's own length. The buffer is thus at most about twice what
+      // has arrived, and at most the frame.
+      const size_t target = std::min(wanted_, std::max(have_ + 4096, frame_.size() * 2));
+      frame_.reserve(target);
+      frame_.resize(target);
+    }
+    const size_t step = std::min(frame_.size() - have_, budget);
+    const ssize_t got = read(fd, frame_.data() + have_, step);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return ReadStatus::kNeedMore;
+    if (got < 0) {
+      failed_ = true;
+      return ReadStatus::kError;
+    }
+    if (got == 0) return ReadStatus::kClosed;
+    have_ += static_cast<size_t>(got);
+    budget -= static_cast<size_t>(got);
+    lastProgress_ = std::chrono::steady_clock::now();
+    if (have_ < wanted_) continue;
+    if (wanted_ == kPrefix) {
+      const uint32_t bodyLength = LoadU32(frame_.data() + 8);
+      if (bodyLength > kMaxRequestBodyLength) {
+        refusedLength_ = bodyLength;
+        failed_ = true;
+        return ReadStatus::kError;
+      }
+      wanted_ = kPrefix + bodyLength;
+      if (have_ < wanted_) continue;
+    }
+    // A whole frame: hand it out and start over.
+    auto* copy = static_cast<uint8_t*>(std::malloc(have_));
+    if (copy == nullptr) {
+      failed_ = true;
+      return ReadStatus::kError;
+    }
+    std::memcpy(copy, frame_.data(), have_);
+    decoded = LinuxDictionary();
+    decoded.AdoptEncoding(copy, static_cast<uint32_t>(have_));
+    decoded.Deserialize();
+    frame_.resize(have_);
+    raw = std::move(frame_);
+    frame_ = std::vector<uint8_t>();
+    have_ = 0;
+    wanted_ = kPrefix;
+    return ReadStatus::kFrame;
+  }
+  return ReadStatus::kNeedMore;
+}
+
+bool PipeFiles::SameOnDisk() const { return SameFile(requestPath, request) && SameFile(replyPath, reply); }
+
+bool PipeFiles::AnyOnDisk() const { return SameFile(requestPath, request) || SameFile(replyPath, reply); }
+
+int PipeFiles::RemoveIfSame() const {
+  int removed = 0;
+  if (PalvonAuthManagerSDK::RemoveFifoIfSame(requestPath, request.device, request.inode)) ++removed;
+  if (PalvonAuthManagerSDK::RemoveFifoIfSame(replyPath, reply.device, reply.inode)) ++removed;
+  return removed;
+}
+
 ClientPipes::ClientPipes(const std::string& directory, uint32_t processId) : processId_(processId) {
   const std::string base = directory + "/" + PalvonAuthManagerSDK::ClientChannelName(processId);
-  requestPath_ = base + PalvonAuthManagerSDK::kRequestPipeSuffix;
-  replyPath_ = base + PalvonAuthManagerSDK::kReplyPipeSuffix;
+  files_.requestPath = base + PalvonAuthManagerSDK::kRequestPipeSuffix;
+  files_.replyPath = base + PalvonAuthManagerSDK::kReplyPipeSuffix;
 }
 
 bool ClientPipes::Open() {
-  struct stat status {};
-  // Only FIFOs: a regular file under a client's pipe name is not a client.
-  if (stat(requestPath_.c_str(), &status) != 0 || !S_ISFIFO(status.st_mode)) return false;
-  if (stat(replyPath_.c_str(), &status) != 0 || !S_ISFIFO(status.st_mode)) return false;
-  const int request = open(requestPath_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (request < 0) return false;
-  requestFd_.Reset(request);
-  // The client holds its reply pipe open, so a non-blocking open for writing
-  // succeeds exactly when the client is there.
-  const int reply = open(replyPath_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-  if (reply < 0) {
-    requestFd_.Reset();
+  // Links are not followed and only FIFOs of this user are taken: anything
+  // else under a client's pipe name is not a client.
+  const int request = PalvonAuthManagerSDK::OpenOwnedFifo(files_.requestPath, O_RDONLY | O_NONBLOCK);
+  if (request < 0) {
+    const int error = errno;
+    problem_ = files_.requestPath + ": " + PipeProblem(error);
+    errno = error;
     return false;
   }
+  // The client holds its reply pipe open, so a non-blocking open for writing
+  // succeeds exactly when the client is there.
+  const int reply = PalvonAuthManagerSDK::OpenOwnedFifo(files_.replyPath, O_WRONLY | O_NONBLOCK);
+  if (reply < 0) {
+    const int error = errno;
+    problem_ = files_.replyPath + ": " + (error == ENXIO ? std::string("nobody reads it") : PipeProblem(error));
+    close(request);
+    errno = error;
+    return false;
+  }
+  requestFd_.Reset(request);
   replyFd_.Reset(reply);
+  files_.request = IdOf(request);
+  files_.reply = IdOf(reply);
   return true;
 }
 
 ReadStatus ClientPipes::ReadFrame(std::vector<uint8_t>& raw, LinuxDictionary& decoded) {
-  const ssize_t got = Drain(requestFd_.Get(), pending_);
-  if (pending_.size() >= kPrefix) {
-    const uint32_t bodyLength = LoadU32(pending_.data() + 8);
-    if (bodyLength > kMaxRequestBodyLength) return ReadStatus::kError;
-    const size_t frameLength = kPrefix + bodyLength;
-    if (pending_.size() >= frameLength) {
-      raw.assign(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(frameLength));
-      pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(frameLength));
-      auto* copy = static_cast<uint8_t*>(std::malloc(frameLength));
-      if (copy == nullptr) return ReadStatus::kError;
-      std::memcpy(copy, raw.data(), frameLength);
-      decoded = LinuxDictionary();
-      decoded.AdoptEncoding(copy, static_cast<uint32_t>(frameLength));
-      decoded.Deserialize();
-      return ReadStatus::kFrame;
-    }
-  }
-  if (got == 0) return ReadStatus::kClosed;
-  if (got == -2) return ReadStatus::kError;
-  return ReadStatus::kNeedMore;
+  return reader_.Read(requestFd_.Get(), raw, decoded);
 }
 
 ReadStatus ClientPipes::WaitFrame(std::vector<uint8_t>& raw, LinuxDictionary& decoded, int timeoutMs) {

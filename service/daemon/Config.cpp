@@ -26,6 +26,8 @@ constexpr const char kDefaultConfig[] =
 sdk_version = 2                   # answered to the version query; clients use API level min(this, 2)
 version_text = "palvonauthd 1.0.0 (reference service)"
 reply_timeout_ms = 30000          # give up on a client that does not read its replies
+frame_timeout_ms = 5000           # end a client that stops in the middle of a request this long
+max_clients = 64                  # clients served at the same time; more registrations are refused
 verbose = false                   # log every request and reply (same as -v)
 
 [servers]
@@ -156,8 +158,16 @@ class TableReader {
     }
   }
 
-  void UInt32(const std::string& key, uint32_t& out) {
-    if (const auto* node = Find(key)) out = ToUInt32(*node, key);
+  void UInt32(const std::string& key, uint32_t& out, uint32_t minimum = 0) {
+    if (const auto* node = Find(key)) {
+      const uint32_t value = ToUInt32(*node, key);
+      if (value < minimum) {
+        Fail(source_, node->source(),
+             "'" + KeyPath(path_, key) + "' must be at least " + std::to_string(minimum) + ", not " +
+                 std::to_string(value));
+      }
+      out = value;
+    }
   }
 
   void UInt64(const std::string& key, uint64_t& out, uint64_t minimum) {
@@ -296,6 +306,8 @@ void Apply(Config& config, const toml::table& root, const Source& source) {
     t.UInt32("sdk_version", config.sdkVersion);
     t.String("version_text", config.versionText);
     t.UInt32("reply_timeout_ms", config.replyTimeoutMs);
+    t.UInt32("frame_timeout_ms", config.frameTimeoutMs, 1);
+    t.UInt32("max_clients", config.maxClients, 1);
     t.Bool("verbose", config.verbose);
   });
   WithTable(top, "servers", [&](TableReader& t) {

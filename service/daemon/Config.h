@@ -28,6 +28,10 @@ struct Config {
   uint32_t sdkVersion = 2;
   std::string versionText;
   uint32_t replyTimeoutMs = 30000;
+  /** A client that stops in the middle of a request frame for this long is ended. */
+  uint32_t frameTimeoutMs = 5000;
+  /** Most clients served at the same time; further registrations are refused. */
+  uint32_t maxClients = 64;
   bool verbose = false;
   // [servers]
   uint32_t defaultServerType = 1;

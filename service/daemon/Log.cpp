@@ -13,6 +13,7 @@ namespace palvonauthd {
 namespace {
 
 std::atomic<bool> g_verbose{false};
+std::atomic<bool> g_silent{false};
 std::mutex g_writeLock;
 
 const char* LevelName(LogLevel level) {
@@ -35,7 +36,10 @@ void SetVerbose(bool verbose) { g_verbose = verbose; }
 
 bool Verbose() { return g_verbose; }
 
+void SetSilent(bool silent) { g_silent = silent; }
+
 void WriteLog(LogLevel level, const std::string& text) {
+  if (g_silent) return;
   struct timeval now {};
   gettimeofday(&now, nullptr);
   struct tm local {};

@@ -1,14 +1,15 @@
 #include "daemon/Server.h"
 
 #include <poll.h>
+#include <signal.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
+#include <climits>
 #include <cstring>
-#include <fstream>
+#include <exception>
 
 #include "daemon/Log.h"
 
@@ -18,26 +19,30 @@ namespace {
 
 /** How often vanished clients and finished launchers are looked for. */
 constexpr int kSweepIntervalMs = 250;
+/** Most ended clients whose pipes are kept in mind for removal. */
+constexpr size_t kMaxLeftovers = 1024;
 
 std::string Owner(uid_t uid) { return std::to_string(uid); }
 
 }  // namespace
 
 bool ProcessAlive(uint32_t processId) {
-  std::ifstream stat("/proc/" + std::to_string(processId) + "/stat");
-  std::string text;
-  if (!std::getline(stat, text)) return false;
-  // The state follows the command name, which is in parentheses and may
-  // itself hold spaces and parentheses.
-  const size_t close = text.rfind(')');
-  if (close == std::string::npos || close + 2 >= text.size()) return false;
-  const char state = text[close + 2];
-  return state != 'Z' && state != 'X';
+  if (processId == 0 || processId > static_cast<uint32_t>(INT_MAX)) return false;
+  // EPERM: it exists but belongs to someone else; still alive.
+  return kill(static_cast<pid_t>(processId), 0) == 0 || errno != ESRCH;
 }
 
-std::optional<uid_t> ProcessOwner(uint32_t processId) {
+std::optional<uid_t> ProcessOwner(uint32_t processId, int& error) {
   struct stat status {};
-  if (stat(("/proc/" + std::to_string(processId)).c_str(), &status) != 0) return std::nullopt;
+  if (processId == 0 || processId > static_cast<uint32_t>(INT_MAX)) {
+    error = ENOENT;
+    return std::nullopt;
+  }
+  if (stat(("/proc/" + std::to_string(processId)).c_str(), &status) != 0) {
+    error = errno;
+    return std::nullopt;
+  }
+  error = 0;
   return status.st_uid;
 }
 
@@ -45,14 +50,15 @@ Server::Server(const Config& config, std::string pipeDirectory)
     : config_(config),
       directory_(std::move(pipeDirectory)),
       launcher_(config.launchCommand, ExpandHome(config.launchLog)),
-      context_(config, launcher_),
+      actions_(launcher_),
+      context_(config, actions_),
       registration_(directory_) {}
 
 Server::~Server() { StopAll("service stopping"); }
 
 int Server::Run(int signalFd) {
   if (!registration_.Open()) {
-    LogError("cannot open the registration pipe ", registration_.Path(), ": ", std::strerror(errno));
+    LogError("cannot use the registration pipe ", registration_.Path(), ": ", pam_service::PipeProblem(errno));
     return 1;
   }
   LogInfo("ready: listening on ", registration_.Path(), " (SDK version ", config_.sdkVersion, ")");
@@ -70,6 +76,8 @@ int Server::Run(int signalFd) {
         break;
       }
     }
+    // Clients wait until the registration pipe is drained, so it is read
+    // at once whenever it has something.
     if (ready > 0 && (fds[1].revents & POLLIN) != 0) ReadRegistrations();
     Sweep();
   }
@@ -82,13 +90,39 @@ void Server::ReadRegistrations() {
   size_t discarded = 0;
   const auto records = registration_.ReadValidRecords(discarded);
   if (discarded > 0) LogWarning("ignored ", discarded, " byte(s) of malformed registration data");
-  for (const auto& record : records) Accept(record.processId);
+  for (const auto& record : records) {
+    // One client that cannot be taken on never affects the others.
+    try {
+      Accept(record.processId);
+    } catch (const std::exception& error) {
+      LogWarning("registration of process ", record.processId, " refused: ", error.what());
+    }
+  }
 }
 
 void Server::Accept(uint32_t processId) {
-  const auto owner = ProcessOwner(processId);
-  if (!owner) {
+  auto existing = sessions_.find(processId);
+  if (existing != sessions_.end() && existing->second->Finished()) {
+    Collect(*existing->second);
+    sessions_.erase(existing);
+    existing = sessions_.end();
+  }
+  if (existing != sessions_.end() && existing->second->Files().SameOnDisk()) {
+    // Only the client itself re-creates its pipes (after uninitialising); a
+    // record naming a client that is served on the very same pipes is not
+    // taken as a reason to end its session.
+    LogWarning("registration of process ", processId, " refused: it is served already, on the same pipes");
+    return;
+  }
+  int error = 0;
+  const auto owner = ProcessOwner(processId, error);
+  if (!owner && error == ENOENT) {
     LogWarning("registration of process ", processId, " ignored: no such process");
+    return;
+  }
+  if (!owner) {
+    LogWarning("registration of process ", processId, " refused: its owner cannot be checked (", std::strerror(error),
+               ")");
     return;
   }
   if (*owner != getuid()) {
@@ -96,37 +130,49 @@ void Server::Accept(uint32_t processId) {
                ", this service serves user ", Owner(getuid()));
     return;
   }
-  auto pipes = std::make_unique<pam_service::ClientPipes>(directory_, processId);
-  for (const std::string& path : {pipes->RequestPath(), pipes->ReplyPath()}) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && status.st_uid != getuid()) {
-      LogWarning("registration of process ", processId, " ignored: ", path, " belongs to user ", Owner(status.st_uid));
-      return;
-    }
-  }
-  if (!pipes->Open()) {
-    LogWarning("registration of process ", processId, " ignored: its pipes cannot be opened (", std::strerror(errno),
-               ")");
+  const size_t served = sessions_.size() - (existing != sessions_.end() ? 1 : 0);
+  if (served >= config_.maxClients) {
+    LogWarning("registration of process ", processId, " refused: ", served,
+               " clients are served already (service.max_clients)");
     return;
   }
-  const auto existing = sessions_.find(processId);
+  auto pipes = std::make_unique<pam_service::ClientPipes>(directory_, processId);
+  if (!pipes->Open()) {
+    LogWarning("registration of process ", processId, " refused: ", pipes->Problem());
+    return;
+  }
+  auto session = std::make_unique<Session>(context_, std::move(pipes));
+  std::string why;
+  if (!session->Start(why)) {
+    LogWarning("registration of process ", processId, " refused: ", why);
+    return;
+  }
   if (existing != sessions_.end()) {
-    // The same process registered again (after uninitialising): its old
-    // pipes are gone, so the old session ends on its own.
+    // The same process registered again with new pipes (after
+    // uninitialising): its old pipes are gone, so the old session ends.
     existing->second->Stop("registered again");
     retired_.push_back(std::move(existing->second));
     sessions_.erase(existing);
   }
-  auto session = std::make_unique<Session>(context_, std::move(pipes));
-  session->Start();
+  leftovers_.erase(processId);
   sessions_[processId] = std::move(session);
+}
+
+void Server::Collect(Session& session) {
+  session.Join();
+  if (session.Files().AnyOnDisk()) {
+    if (leftovers_.size() >= kMaxLeftovers && leftovers_.count(session.ProcessId()) == 0) {
+      leftovers_.erase(leftovers_.begin());
+    }
+    leftovers_[session.ProcessId()] = session.Files();
+  }
 }
 
 void Server::Sweep() {
   for (auto it = sessions_.begin(); it != sessions_.end();) {
     Session& session = *it->second;
     if (session.Finished()) {
-      session.Join();
+      Collect(session);
       it = sessions_.erase(it);
       continue;
     }
@@ -137,6 +183,20 @@ void Server::Sweep() {
     if ((*it)->Finished()) {
       (*it)->Join();
       it = retired_.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  // A client that dies leaves its pipes behind; they are removed once its
+  // process is gone, and only while they are the very FIFOs that were
+  // opened. A client that removed or re-created them itself is forgotten.
+  for (auto it = leftovers_.begin(); it != leftovers_.end();) {
+    if (!it->second.AnyOnDisk()) {
+      it = leftovers_.erase(it);
+    } else if (!ProcessAlive(it->first)) {
+      const int removed = it->second.RemoveIfSame();
+      if (removed > 0) LogInfo("removed ", removed, " pipe(s) of client ", it->first, ", whose process is gone");
+      it = leftovers_.erase(it);
     } else {
       ++it;
     }

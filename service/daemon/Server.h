@@ -15,6 +15,7 @@
 
 #include "common/ServerPipes.h"
 #include "daemon/Config.h"
+#include "daemon/Dispatcher.h"
 #include "daemon/Launcher.h"
 #include "daemon/Session.h"
 
@@ -37,24 +38,35 @@ class Server {
  private:
   void ReadRegistrations();
   void Accept(uint32_t processId);
-  /** Ends sessions whose process is gone and collects finished ones. */
+  /** Ends sessions whose process is gone, collects finished ones and removes the pipes of gone clients. */
   void Sweep();
+  /** Joins a finished session and keeps its pipes in mind until its process is gone. */
+  void Collect(Session& session);
   void StopAll(const std::string& reason);
 
   const Config& config_;
   std::string directory_;
   Launcher launcher_;
+  LiveActions actions_;
   ServiceContext context_;
   pam_service::RegistrationPipe registration_;
   std::map<uint32_t, std::unique_ptr<Session>> sessions_;
   /** Sessions replaced by a new registration of the same process, still ending. */
   std::vector<std::unique_ptr<Session>> retired_;
+  /** Pipes of ended sessions whose process may still be there, by process id. */
+  std::map<uint32_t, pam_service::PipeFiles> leftovers_;
 };
 
-/** True while the process exists and is not a zombie. */
+/**
+ * True while the process exists (a zombie included), decided with kill(pid, 0)
+ * so that it needs no descriptor: only ESRCH means gone.
+ */
 bool ProcessAlive(uint32_t processId);
-/** Owner of a process (the owner of /proc/<pid>), or nothing when there is no such process. */
-std::optional<uid_t> ProcessOwner(uint32_t processId);
+/**
+ * Owner of a process (the owner of /proc/<pid>). Nothing when it cannot be
+ * told; `error` then holds the errno, ENOENT meaning there is no such process.
+ */
+std::optional<uid_t> ProcessOwner(uint32_t processId, int& error);
 
 }  // namespace palvonauthd
 

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -31,6 +32,8 @@ namespace {
 
 constexpr int kExitFailure = 1;
 constexpr int kExitBadConfiguration = 2;
+/** Bytes of the process id record in the lock file: digits, spaces, a line feed. */
+constexpr size_t kLockRecordSize = 16;
 
 bool FileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
@@ -42,28 +45,75 @@ std::string DefaultConfigPath() {
   return std::string(home != nullptr ? home : "") + "/.config/palvonauthd/palvonauthd.toml";
 }
 
+// Opens the lock file without following a link and without ever creating a
+// file through one; only a regular file of this user is used.
+int OpenLockFile(const std::string& path, std::string& why) {
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    int fd = open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0 && errno == ENOENT) {
+      fd = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
+      if (fd < 0 && errno == EEXIST) continue;  // made by someone else meanwhile: look again
+    }
+    if (fd < 0) {
+      why = errno == ELOOP ? "it is a symbolic link" : std::strerror(errno);
+      return -1;
+    }
+    struct stat status {};
+    if (fstat(fd, &status) != 0) {
+      why = std::strerror(errno);
+    } else if (!S_ISREG(status.st_mode)) {
+      why = "it is not a regular file";
+    } else if (status.st_uid != geteuid()) {
+      why = "it belongs to user " + std::to_string(status.st_uid);
+    } else {
+      return fd;
+    }
+    close(fd);
+    return -1;
+  }
+  why = "it keeps changing";
+  return -1;
+}
+
 // Keeps a second service of the same user away from the registration pipe.
 int LockPipeDirectory(const std::string& directory) {
   const std::string path = directory + "/.palvonauthd.lock";
-  const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  std::string why;
+  const int fd = OpenLockFile(path, why);
   if (fd < 0) {
-    LogError("cannot open the lock file ", path, ": ", std::strerror(errno));
+    LogError("cannot use the lock file ", path, ": ", why);
     return -1;
   }
   if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
     char owner[32] = {};
     const ssize_t got = pread(fd, owner, sizeof owner - 1, 0);
     std::string pid = got > 0 ? std::string(owner, static_cast<size_t>(got)) : std::string("?");
-    while (!pid.empty() && (pid.back() == '\n' || pid.back() == ' ')) pid.pop_back();
+    pid = pid.substr(0, pid.find('\n'));
+    while (!pid.empty() && pid.back() == ' ') pid.pop_back();
     LogError("another palvonauthd (process ", pid, ") already serves ", directory);
     close(fd);
     return -1;
   }
-  const std::string self = std::to_string(getpid()) + "\n";
-  if (ftruncate(fd, 0) != 0 || pwrite(fd, self.data(), self.size(), 0) < 0) {
+  // A record of fixed width overwrites whatever an earlier holder wrote, so
+  // the file never needs to be truncated.
+  char self[kLockRecordSize + 1];
+  std::snprintf(self, sizeof self, "%-*ld\n", static_cast<int>(kLockRecordSize - 1), static_cast<long>(getpid()));
+  if (pwrite(fd, self, kLockRecordSize, 0) != static_cast<ssize_t>(kLockRecordSize)) {
     LogWarning("cannot record this process in ", path);
   }
   return fd;
+}
+
+// Serves until stopped; returns the exit code.
+int Serve(const Config& config, const std::string& directory, int signalFd) {
+  InitializeHttp();
+  int code = 0;
+  {
+    Server server(config, directory);
+    code = server.Run(signalFd);
+  }
+  ShutdownHttp();
+  return code;
 }
 
 }  // namespace
@@ -175,17 +225,24 @@ int main(int argc, char** argv) {
   pam_service::IgnoreSigpipe();
 
   const std::string directory = PalvonAuthManagerSDK::CLinuxIPC::getUserTmpDir();
+  if (directory.empty()) {
+    LogError(
+        "no private pipe folder for this user (HOME/.RZPClient/.tmp or /tmp/USER, a directory of the user "
+        "that no one else may write to); not starting");
+    return kExitFailure;
+  }
   const int lockFd = LockPipeDirectory(directory);
   if (lockFd < 0) return kExitFailure;
   if (!configPath.empty()) LogInfo("configuration read from ", configPath);
 
-  InitializeHttp();
-  int code = 0;
-  {
-    Server server(config, directory);
-    code = server.Run(signalFd);
+  int code = kExitFailure;
+  try {
+    code = Serve(config, directory, signalFd);
+  } catch (const std::exception& error) {
+    LogError("stopped by an unexpected failure: ", error.what());
+  } catch (...) {
+    LogError("stopped by an unexpected failure");
   }
-  ShutdownHttp();
   close(lockFd);
   close(signalFd);
   return code;

@@ -84,29 +84,15 @@ TEST_F(DiscoveryTest, DetermineServerTypeWithMissingTextsOrFailureCode) {
   Service().Script(msg::kDetermineServerType,
                    {Reply::Return(0).UInt(L"serverType", 2).Wide(L"logonPointUrl", L"https://gw/lp"),
                     Reply::Return(0).UInt(L"serverType", 2).Wide(L"friendlyName", L"gw").UInt(L"amGatewayEdition", 1)});
+  // Either text missing: no record is handed out.
   AM_SERVER_INFO* info = nullptr;
   const size_t mark = TraceMark();
   EXPECT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0xFFF8u);
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(info->serverType, 2u);
-  ASSERT_NE(info->gatewayInfo, nullptr);
-  EXPECT_EQ(info->gatewayInfo->friendlyName, nullptr);
-  EXPECT_EQ(info->gatewayInfo->logonPointUrl, nullptr);
-  EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 0u);
+  EXPECT_EQ(info, nullptr);
   EXPECT_EQ(TraceSince(mark), CallTrace(sig::api::kDetermineServerType, sig::l1::kDetermineServerType, 65528,
                                         {ErrLine("Unexpected exception chaught.")}));
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
-
-  // Without the logon point URL the friendly name is kept.
-  info = nullptr;
   EXPECT_EQ(PalvonAuthManager_DetermineServerType(3, L"u", &info), 0xFFF8u);
-  ASSERT_NE(info, nullptr);
-  ASSERT_NE(info->gatewayInfo, nullptr);
-  EXPECT_STREQ(info->gatewayInfo->friendlyName, L"gw");
-  EXPECT_EQ(info->gatewayInfo->logonPointUrl, nullptr);
-  // The numbers come after the texts and were not reached.
-  EXPECT_EQ(info->gatewayInfo->amGatewayEdition, 0u);
-  EXPECT_EQ(PalvonAuthManager_FreeServerInfo(info), 0u);
+  EXPECT_EQ(info, nullptr);
 
   // A failure code leaves the caller's pointer alone.
   Service().Script(msg::kDetermineServerType, {Reply::Return(0xFFFAu).UInt(L"serverType", 1)});

@@ -2,6 +2,7 @@
 // exported functions against the scriptable test service.
 #include <chrono>
 #include <cstring>
+#include <functional>
 
 #include "level2_support.h"
 
@@ -141,24 +142,86 @@ TEST_F(Level2Responses, HeadersFollowDecimalIndexOrderAndAreNullTerminated) {
 }
 
 TEST_F(Level2Responses, HeadersWithAMissingEntryOrFailureCodeFail) {
-  service.Script(msg::kGetResponseHeaders, {HeadersReply(3, 1)});
-  AMChar** headers = nullptr;
+  // As many texts as headers counted, but Attrib1 is not among them: nothing
+  // is handed out, and the entry already copied is released.
+  service.Script(msg::kGetResponseHeaders, {HeadersReply(3, 1).Wide(L"Attrib3", L"X: z")});
+  AMChar* sentinel[1] = {nullptr};
+  AMChar** headers = sentinel;
   EXPECT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), rc::kCommunicationFailure);
-  ASSERT_NE(headers, nullptr);
-  ASSERT_NE(headers[0], nullptr);
-  EXPECT_EQ(std::wstring(headers[0]), L"Header-0: v");
-  EXPECT_EQ(headers[1], nullptr);  // null-terminated where filling stopped
-  EXPECT_EQ(PalvonAuthManager_FreeResponseHeaders(headers), 0u);
+  EXPECT_EQ(headers, sentinel);
   EXPECT_EQ(CountTrace(Level::kMessage, "Unexpected exception caught for http handle 9."), 1u);
   EXPECT_EQ(CountTrace(Level::kError, "Unexpected exception caught for http handle 9."), 0u);
 
   // A failure code leaves the caller's pointer alone.
   service.Script(msg::kGetResponseHeaders, {Reply::Return(rc::kInvalidHandle).UInt(L"numHeaders", 2)});
-  AMChar* sentinel[1] = {nullptr};
-  headers = sentinel;
   EXPECT_EQ(PalvonAuthManager_GetResponseHeaders(kHandle, &headers), rc::kInvalidHandle);
   EXPECT_EQ(headers, sentinel);
   EXPECT_EQ(CountTrace(Level::kError, "Http request handle 9 is not valid."), 1u);
+}
+
+// Replies that announce more than they hold, or lack or mistype a value the
+// operation hands out: 65528, and the caller's variables keep their values.
+TEST_F(Level2Responses, HostileRepliesFailAndHandOutNothing) {
+  using Call = std::function<AMResult(bool& untouched)>;
+  const Call headers = [](bool& untouched) {
+    AMChar* unset[1] = {nullptr};
+    AMChar** out = unset;
+    const AMResult result = PalvonAuthManager_GetResponseHeaders(kHandle, &out);
+    untouched = out == unset;
+    if (!untouched) (void)PalvonAuthManager_FreeResponseHeaders(out);
+    return result;
+  };
+  const Call vpn = [](bool& untouched) {
+    AM_VPN_AUTHORIZATION_INFO* info = nullptr;
+    const AMResult result = PalvonAuthManager_GetVpnAuthorizationInfo(5, &info);
+    untouched = info == nullptr;
+    (void)PalvonAuthManager_FreeVpnAuthorizationInfo(info);
+    return result;
+  };
+  const Call server = [](bool& untouched) {
+    AM_SERVER_INFO* info = nullptr;
+    const AMResult result = PalvonAuthManager_DetermineServerType(3, L"https://gw/", &info);
+    untouched = info == nullptr;
+    (void)PalvonAuthManager_FreeServerInfo(info);
+    return result;
+  };
+  const Call trampoline = [](bool& untouched) {
+    AMChar* url = nullptr;
+    AMAuthenticationResult authResult = 77;
+    const AMResult result = PalvonAuthManager_GenerateTrampolineUrl(3, L"https://s/", 0, nullptr, &url, &authResult);
+    untouched = url == nullptr && authResult == 77;
+    (void)PalvonAuthManager_FreeString(url);
+    return result;
+  };
+  const Reply gateway = Reply::Return(0).UInt(L"serverType", 2).UInt(L"amGatewayEdition", 4);
+  const struct {
+    const char* name;
+    uint32_t type;
+    Reply reply;
+    const Call& call;
+  } cases[] = {
+      {"count of 100,000,000 in a small reply", msg::kGetResponseHeaders,
+       Reply::Return(0).UInt(L"numHeaders", 100000000), headers},
+      {"largest count", msg::kGetResponseHeaders, HeadersReply(2).UInt(L"numHeaders", 0xFFFFFFFFu), headers},
+      {"one header more than sent", msg::kGetResponseHeaders, HeadersReply(2).UInt(L"numHeaders", 3), headers},
+      {"header of the wrong type", msg::kGetResponseHeaders, HeadersReply(2, 1).Narrow(L"Attrib1", "X: y"), headers},
+      {"authorization without logon point", msg::kGetVpnAuthorizationInfo,
+       Reply::Return(0).UInt(L"amAuthenticationResult", 2).Wide(L"vpnauthorizationstr", L"a"), vpn},
+      {"authorization of the wrong type", msg::kGetVpnAuthorizationInfo,
+       Reply::Return(0).UInt(L"vpnauthorizationstr", 1).Wide(L"vpnsessionlogonpointurl", L"u"), vpn},
+      {"gateway without logon point", msg::kDetermineServerType, Reply(gateway).Wide(L"friendlyName", L"gw"), server},
+      {"gateway name of the wrong type", msg::kDetermineServerType,
+       Reply(gateway).Buffer(L"friendlyName", {'g'}).Wide(L"logonPointUrl", L"u"), server},
+      {"trampoline URL of the wrong type", msg::kGenerateTrampolineUrl,
+       Reply::Return(0).Narrow(L"trampolineUrl", "u").UInt(L"amAuthenticationResult", 1), trampoline},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    service.Script(c.type, {c.reply});
+    bool untouched = false;
+    EXPECT_EQ(c.call(untouched), rc::kCommunicationFailure);
+    EXPECT_TRUE(untouched);
+  }
 }
 
 TEST_F(Level2Responses, HeaderArrayCanBeReleasedAfterUninitialise) {
@@ -302,7 +365,7 @@ TEST_F(Level2Responses, BodyChunkIsBoundedByTheCallersMaximum) {
     read = 777;
     EXPECT_EQ(PalvonAuthManager_ReadResponseBodyStream(kHandle, guarded.data(), kMax, &read),
               rc::kCommunicationFailure);
-    EXPECT_EQ(read, 0u);
+    EXPECT_EQ(read, 777u);
     EXPECT_EQ(std::vector<AMByte>(guarded.begin() + kMax, guarded.end()), std::vector<AMByte>(kGuard, 0xAB));
   }
   EXPECT_EQ(CountTrace(Level::kError, "Unexpected exception caught for http handle 9."), 2u);

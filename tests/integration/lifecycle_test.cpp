@@ -300,6 +300,7 @@ TEST(Lifecycle, ALostServiceFailsCallsAtOnceAndANewOneIsReachedAfterReinitialisi
   const size_t before = service->RequestCount();
   std::thread restart([&] {
     (void)service->WaitForRequests(before + 1);
+    service.reset();
     service = std::make_unique<TestService>();
   });
   EXPECT_EQ(WithoutHanging(Probe), 0xFFF8u);

@@ -3,18 +3,24 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <httplib.h>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 
+#include "ipc/CLinuxIPC.h"
+#include "ipc/PipeDirectory.h"
+#include "message/LinuxDictionary.h"
 #include "support/TempHome.h"
 
 #if defined(__SANITIZE_THREAD__)
@@ -71,7 +77,7 @@ std::string WriteFile(const std::string& path, const std::string& text) {
 }
 
 Daemon::Daemon(std::vector<std::string> args, const std::string& configText) {
-  logPath_ = Home() + "/palvonauthd.log";
+  logPath_ = WriteFile(Home() + "/palvonauthd.log", "");  // each instance's own log
   if (!configText.empty()) {
     args.insert(args.begin(), {"--config", WriteFile(Home() + "/palvonauthd.toml", configText)});
   }
@@ -234,6 +240,107 @@ void Gate::Open() {
 bool Gate::WaitOpen(std::chrono::milliseconds timeout) {
   std::unique_lock<std::mutex> lock(mutex_);
   return changed_.wait_for(lock, timeout, [&] { return open_; });
+}
+
+RawClient::RawClient() {
+  pid_ = ForkClient([] {
+    pause();
+    return 0;
+  });
+  Make();
+}
+
+RawClient::~RawClient() {
+  Die();
+  for (const int fd : stale_) close(fd);
+  close(requestFd_);
+  close(replyFd_);
+}
+
+std::string RawClient::RequestPath() const {
+  return PalvonAuthManagerSDK::CLinuxIPC::getUserTmpDir() + "/" +
+         PalvonAuthManagerSDK::ClientChannelName(static_cast<uint32_t>(pid_)) +
+         PalvonAuthManagerSDK::kRequestPipeSuffix;
+}
+
+std::string RawClient::ReplyPath() const {
+  return PalvonAuthManagerSDK::CLinuxIPC::getUserTmpDir() + "/" +
+         PalvonAuthManagerSDK::ClientChannelName(static_cast<uint32_t>(pid_)) + PalvonAuthManagerSDK::kReplyPipeSuffix;
+}
+
+void RawClient::Make() {
+  for (const std::string& path : {RequestPath(), ReplyPath()}) {
+    if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error("cannot make " + path);
+  }
+  // Read-write, so neither open waits for the service.
+  requestFd_ = open(RequestPath().c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  replyFd_ = open(ReplyPath().c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  if (requestFd_ < 0 || replyFd_ < 0) throw std::runtime_error("cannot open the pipes of a raw client");
+}
+
+void RawClient::Register() const {
+  const std::string path =
+      PalvonAuthManagerSDK::CLinuxIPC::getUserTmpDir() + "/" + PalvonAuthManagerSDK::kRegistrationPipeName;
+  const int fd = open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+  const auto record = FramePrefix(0xFFFFFFFFu, static_cast<uint32_t>(pid_), 12);
+  const bool written = fd >= 0 && write(fd, record.data(), record.size()) == static_cast<ssize_t>(record.size());
+  if (fd >= 0) close(fd);
+  if (!written) throw std::runtime_error("cannot write to " + path);
+}
+
+bool RawClient::Send(const std::vector<uint8_t>& bytes, std::chrono::milliseconds timeout) const {
+  const auto deadline = std::chrono::steady_clock::now() + timeout;
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t written = write(requestFd_, bytes.data() + done, bytes.size() - done);
+    if (written > 0) {
+      done += static_cast<size_t>(written);
+      continue;
+    }
+    if (written < 0 && errno != EAGAIN) return false;
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    struct pollfd wait {
+      requestFd_, POLLOUT, 0
+    };
+    if (left.count() <= 0 || poll(&wait, 1, static_cast<int>(left.count())) != 1) return false;
+  }
+  return true;
+}
+
+bool RawClient::Answered(std::chrono::milliseconds timeout) const {
+  PalvonAuthManagerSDK::LinuxDictionary query(PalvonAuthManagerSDK::MessageCommon(83, static_cast<uint32_t>(pid_)));
+  const uint8_t* frame = query.Serialize(true);
+  if (!Send(std::vector<uint8_t>(frame, frame + query.EncodedLength()))) return false;
+  struct pollfd wait {
+    replyFd_, POLLIN, 0
+  };
+  if (poll(&wait, 1, static_cast<int>(timeout.count())) != 1) return false;
+  uint8_t reply[4096];
+  while (read(replyFd_, reply, sizeof reply) > 0) {
+  }
+  return true;
+}
+
+void RawClient::Recreate() {
+  for (const std::string& path : {RequestPath(), ReplyPath()}) unlink(path.c_str());
+  stale_.push_back(requestFd_);
+  stale_.push_back(replyFd_);
+  Make();
+}
+
+void RawClient::Die() {
+  if (!alive_) return;
+  alive_ = false;
+  kill(pid_, SIGKILL);
+  WaitChild(pid_);
+}
+
+std::vector<uint8_t> FramePrefix(uint32_t type, uint32_t processId, uint32_t bodyLength) {
+  const uint32_t fields[3] = {type, processId, bodyLength};
+  std::vector<uint8_t> bytes(sizeof fields);
+  std::memcpy(bytes.data(), fields, sizeof fields);
+  return bytes;
 }
 
 std::vector<unsigned char> PatternBytes(size_t size, uint32_t variant) {

@@ -129,6 +129,44 @@ class Gate {
   bool open_ = false;
 };
 
+/**
+ * A client made by hand, without the library: the test process creates and
+ * holds the pipes of a live process of this user (a sleeping child of its
+ * own) and speaks raw bytes on them.
+ */
+class RawClient {
+ public:
+  RawClient();
+  ~RawClient();
+  RawClient(const RawClient&) = delete;
+  RawClient& operator=(const RawClient&) = delete;
+
+  pid_t Pid() const { return pid_; }
+  std::string RequestPath() const;
+  std::string ReplyPath() const;
+  /** Writes this process's registration record to the registration pipe. */
+  void Register() const;
+  /** Writes bytes to the request pipe, waiting while it is full; false when that takes longer than `timeout`. */
+  bool Send(const std::vector<uint8_t>& bytes, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+  /** Sends a version query; true when a reply arrives within the time-out. */
+  bool Answered(std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
+  /** Replaces both pipes by new FIFOs under the same names, keeping the old ones open. */
+  void Recreate();
+  /** Kills and reaps the sleeping process: the client is gone, its pipes stay. */
+  void Die();
+
+ private:
+  void Make();
+  pid_t pid_ = -1;
+  bool alive_ = true;
+  int requestFd_ = -1;
+  int replyFd_ = -1;
+  std::vector<int> stale_;
+};
+
+/** A 12-byte frame prefix: message type, process id, body length. */
+std::vector<uint8_t> FramePrefix(uint32_t type, uint32_t processId, uint32_t bodyLength);
+
 /** Deterministic pseudo-random bytes. */
 std::vector<unsigned char> PatternBytes(size_t size, uint32_t variant);
 

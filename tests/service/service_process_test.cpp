@@ -1,16 +1,21 @@
 // palvonauthd as a process among processes: several clients at once, clients
 // that die, registrations that are not clients, fault injection, start-up
-// configuration, launch-file hand-off and stopping.
+// configuration, launch-file hand-off and stopping; files planted under its
+// names, hostile frames, surplus clients and descriptor shortage.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstring>
+#include <filesystem>
+#include <memory>
+#include <set>
 #include <string>
 
 #include "PalvonAuthManager.h"
@@ -381,4 +386,214 @@ TEST(ServiceProcess, StopsCleanlyOnSigtermAndRefusesASecondInstance) {
   struct stat status {};
   EXPECT_EQ(stat((CLinuxIPC::getUserTmpDir() + "/.AuthManagerListnerPipe").c_str(), &status), 0);
   EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST(ServiceProcess, LinksUnderItsFileNamesAreRefusedAndTheirTargetsLeftAlone) {
+  const std::string victim = pam_test::WriteFile(Home() + "/victim", "precious");
+  ASSERT_EQ(chmod(victim.c_str(), 0600), 0);
+  const std::string dir = CLinuxIPC::getUserTmpDir();
+  const std::pair<std::string, std::string> cases[] = {
+      {"/.palvonauthd.lock", "cannot use the lock file " + dir + "/.palvonauthd.lock: it is a symbolic link"},
+      {"/.AuthManagerListnerPipe", "cannot use the registration pipe " + dir + "/.AuthManagerListnerPipe: a link"},
+  };
+  for (const auto& [name, expected] : cases) {
+    ASSERT_EQ(symlink(victim.c_str(), (dir + name).c_str()), 0);
+    const auto run = pam_test::RunDaemonToExit({});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.log.find(expected), std::string::npos) << run.log;
+    ASSERT_EQ(unlink((dir + name).c_str()), 0);
+  }
+  struct stat status {};
+  ASSERT_EQ(stat(victim.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(pam_test::ReadFile(victim), "precious");
+
+  {
+    // A client's pipe names that link to FIFOs which would otherwise do.
+    Daemon daemon;
+    pam_test::RawClient client;
+    for (const std::string& path : {client.RequestPath(), client.ReplyPath()}) {
+      ASSERT_EQ(rename(path.c_str(), (path + ".real").c_str()), 0);
+      ASSERT_EQ(symlink((path + ".real").c_str(), path.c_str()), 0);
+    }
+    client.Register();
+    EXPECT_TRUE(daemon.WaitForLog("registration of process " + std::to_string(client.Pid()) +
+                                  " refused: " + client.RequestPath() + ": it is a symbolic link"))
+        << daemon.LogText();
+  }
+
+  // No private pipe folder at all (a file where the folder should be, a
+  // user name that cannot be a folder): the service does not start.
+  const std::string home = Home();
+  const char* user = std::getenv("USER");
+  const std::string savedUser = user != nullptr ? user : "";
+  ASSERT_EQ(mkdir((home + "/other").c_str(), 0700), 0);
+  pam_test::WriteFile(home + "/other/.RZPClient", "");
+  setenv("HOME", (home + "/other").c_str(), 1);
+  setenv("USER", "no/such/user", 1);
+  const auto run = pam_test::RunDaemonToExit({});
+  setenv("HOME", home.c_str(), 1);
+  if (user != nullptr) {
+    setenv("USER", savedUser.c_str(), 1);
+  } else {
+    unsetenv("USER");
+  }
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_NE(run.log.find("no private pipe folder"), std::string::npos) << run.log;
+}
+
+TEST(ServiceProcess, FilesOfAnotherUserAreRefusedAndLeftAlone) {
+  if (getuid() != 0) GTEST_SKIP() << "only root can make files of another user";
+  constexpr uid_t kStranger = 4242;
+  const std::string dir = CLinuxIPC::getUserTmpDir();
+  const std::pair<std::string, std::string> cases[] = {
+      {"/.palvonauthd.lock", "cannot use the lock file " + dir + "/.palvonauthd.lock: it belongs to user 4242"},
+      {"/.AuthManagerListnerPipe", "cannot use the registration pipe " + dir + "/.AuthManagerListnerPipe: a link"},
+  };
+  for (const auto& [name, expected] : cases) {
+    const std::string path = dir + name;
+    if (name == "/.palvonauthd.lock") {
+      pam_test::WriteFile(path, "4242\n");
+    } else {
+      ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    }
+    ASSERT_EQ(chmod(path.c_str(), 0600), 0);
+    ASSERT_EQ(chown(path.c_str(), kStranger, kStranger), 0);
+    const auto run = pam_test::RunDaemonToExit({});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_NE(run.log.find(expected), std::string::npos) << run.log;
+    struct stat status {};
+    ASSERT_EQ(lstat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u) << name;
+    if (S_ISREG(status.st_mode)) {
+      EXPECT_EQ(pam_test::ReadFile(path), "4242\n");
+    }
+    ASSERT_EQ(unlink(path.c_str()), 0);
+  }
+
+  Daemon daemon;
+  pam_test::RawClient client;
+  for (const std::string& path : {client.RequestPath(), client.ReplyPath()}) {
+    ASSERT_EQ(chown(path.c_str(), kStranger, kStranger), 0);
+  }
+  client.Register();
+  EXPECT_TRUE(daemon.WaitForLog("registration of process " + std::to_string(client.Pid()) +
+                                " refused: " + client.RequestPath() + ": it is not a FIFO of this user"))
+      << daemon.LogText();
+}
+
+TEST(ServiceProcess, ARequestIsReadNoFurtherThanItsFrameAndAStalledOneEnds) {
+  const uint32_t largest = 64u << 20;
+  {
+    // The largest frame, then bytes without end: what follows the frame is
+    // taken as the next prefix, which announces too much.
+    Daemon daemon;
+    pam_test::RawClient client;
+    const std::string ended = "client " + std::to_string(client.Pid()) + " announced a request of 4294967295 bytes";
+    client.Register();
+    ASSERT_TRUE(client.Answered());
+    ASSERT_TRUE(client.Send(pam_test::FramePrefix(59, static_cast<uint32_t>(client.Pid()), largest)));
+    const std::vector<uint8_t> chunk(1u << 20, 0xFF);
+    while (!daemon.WaitForLog(ended, std::chrono::milliseconds(0)) && client.Send(chunk, std::chrono::seconds(2))) {
+    }
+    EXPECT_TRUE(daemon.WaitForLog(ended)) << daemon.LogText();
+  }
+  {
+    // Most of a frame, then silence.
+    Daemon daemon({}, "[service]\nframe_timeout_ms = 500\n");
+    pam_test::RawClient client;
+    client.Register();
+    ASSERT_TRUE(client.Answered());
+    ASSERT_TRUE(client.Send(pam_test::FramePrefix(59, static_cast<uint32_t>(client.Pid()), largest)));
+    (void)client.Send(std::vector<uint8_t>(60u << 20, 0));
+    EXPECT_TRUE(daemon.WaitForLog("client " + std::to_string(client.Pid()) +
+                                  " sent part of a request, then nothing for 500 ms; session ended"))
+        << daemon.LogText();
+  }
+}
+
+TEST(ServiceProcess, SurplusClientsAreRefusedWhileTheServedOnesGoOn) {
+  struct Case {
+    std::string config;
+    bool starveDescriptors;
+    std::string refusal;
+    size_t refused;
+  };
+  const Case cases[] = {
+      {"[service]\nmax_clients = 2\n", false, "refused: 2 clients are served already (service.max_clients)", 3},
+      {"[service]\nverbose = false\n", true, "Too many open files", 4},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.config);
+    Daemon daemon({}, c.config);
+    pam_test::RawClient served;
+    served.Register();
+    ASSERT_TRUE(served.Answered());
+    struct rlimit saved {};
+    if (c.starveDescriptors) {
+      // Not a single descriptor more for the service: the limit is its
+      // lowest free descriptor number.
+      std::set<int> open;
+      for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(daemon.Pid()) + "/fd")) {
+        open.insert(std::stoi(entry.path().filename().string()));
+      }
+      rlim_t lowestFree = 0;
+      while (open.count(static_cast<int>(lowestFree)) != 0) ++lowestFree;
+      ASSERT_EQ(prlimit(daemon.Pid(), RLIMIT_NOFILE, nullptr, &saved), 0);
+      const struct rlimit low = {lowestFree, saved.rlim_max};
+      ASSERT_EQ(prlimit(daemon.Pid(), RLIMIT_NOFILE, &low, nullptr), 0);
+    }
+    std::vector<std::unique_ptr<pam_test::RawClient>> burst(4);
+    for (auto& client : burst) {
+      client = std::make_unique<pam_test::RawClient>();
+      client->Register();
+    }
+    for (int i = 0; i < 500 && daemon.CountInLog(c.refusal) < c.refused; ++i) usleep(10000);
+    EXPECT_EQ(daemon.CountInLog(c.refusal), c.refused) << daemon.LogText();
+    // Sweeps went on meanwhile; the client served before is still served.
+    usleep(300000);
+    EXPECT_TRUE(served.Answered()) << daemon.LogText();
+    EXPECT_EQ(daemon.CountInLog("process is gone"), 0u) << daemon.LogText();
+    if (c.starveDescriptors) {
+      ASSERT_EQ(prlimit(daemon.Pid(), RLIMIT_NOFILE, &saved, nullptr), 0);
+    }
+  }
+}
+
+TEST(ServiceProcess, ARegistrationOfAServedClientReplacesItsSessionOnlyWhenItsPipesAreNew) {
+  Daemon daemon;
+  pam_test::RawClient client;
+  const std::string pid = std::to_string(client.Pid());
+  client.Register();
+  ASSERT_TRUE(client.Answered());
+  client.Register();
+  EXPECT_TRUE(daemon.WaitForLog("registration of process " + pid + " refused: it is served already, on the same pipes"))
+      << daemon.LogText();
+  EXPECT_TRUE(client.Answered());
+  client.Recreate();
+  client.Register();
+  EXPECT_TRUE(daemon.WaitForLog("client " + pid + " registered again; session ended")) << daemon.LogText();
+  EXPECT_TRUE(client.Answered());
+}
+
+TEST(ServiceProcess, PipesOfAGoneClientAreRemovedWhileTheyAreTheFifosItHadOpened) {
+  Daemon daemon;
+  pam_test::RawClient untouched;
+  pam_test::RawClient replaced;
+  for (auto* client : {&untouched, &replaced}) {
+    client->Register();
+    ASSERT_TRUE(client->Answered());
+  }
+  // A new FIFO under one of the names is not the service's to remove.
+  const std::string newcomer = replaced.RequestPath();
+  ASSERT_EQ(rename(newcomer.c_str(), (newcomer + ".old").c_str()), 0);
+  ASSERT_EQ(mkfifo(newcomer.c_str(), 0600), 0);
+  untouched.Die();
+  replaced.Die();
+  EXPECT_TRUE(daemon.WaitForLog("removed 2 pipe(s) of client " + std::to_string(untouched.Pid())));
+  EXPECT_TRUE(daemon.WaitForLog("removed 1 pipe(s) of client " + std::to_string(replaced.Pid()))) << daemon.LogText();
+  for (const std::string& path : {untouched.RequestPath(), untouched.ReplyPath(), replaced.ReplyPath()}) {
+    EXPECT_NE(access(path.c_str(), F_OK), 0) << path;
+  }
+  EXPECT_EQ(access(newcomer.c_str(), F_OK), 0);
 }

@@ -1,12 +1,16 @@
 // Pieces of palvonauthd tested in-process: configuration layering, text
-// templates and encodings, operation names, registration resynchronisation.
+// templates and encodings, operation names, registration resynchronisation,
+// request framing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "common/ServerPipes.h"
 #include "daemon/Config.h"
@@ -181,4 +185,59 @@ TEST(ServiceDocs, ShowTheEmbeddedDefaultConfiguration) {
   text << in.rdbuf();
   EXPECT_NE(text.str().find(std::string("```toml\n") + DefaultConfigText() + "```"), std::string::npos)
       << "docs/service.md must show the embedded default configuration as it is";
+}
+
+TEST(ServiceFraming, ReadsOneFrameAtATimeAndNeverTheBodyOfAnOversizedOne) {
+  using pam_service::ReadStatus;
+  constexpr uint32_t kCap = pam_service::kMaxRequestBodyLength;
+  struct Case {
+    uint32_t declared;  // body length in the prefix
+    size_t sent;        // bytes written after the prefix
+    ReadStatus status;
+    size_t left;  // bytes still in the pipe afterwards
+  };
+  const Case cases[] = {
+      {0, 5, ReadStatus::kFrame, 5},          {100, 107, ReadStatus::kFrame, 7},
+      {100, 40, ReadStatus::kNeedMore, 0},    {kCap, kCap + 3, ReadStatus::kFrame, 3},
+      {kCap + 1, 20, ReadStatus::kError, 20}, {0xFFFFFFFFu, 20, ReadStatus::kError, 20},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.declared);
+    int fds[2];
+    ASSERT_EQ(pipe2(fds, O_NONBLOCK | O_CLOEXEC), 0);
+    std::vector<uint8_t> stream = {59, 0, 0, 0, 1, 0, 0, 0};
+    stream.resize(12 + c.sent, 0xAB);
+    std::memcpy(stream.data() + 8, &c.declared, 4);
+    std::atomic<bool> written{false};
+    std::thread writer([&] {
+      for (size_t done = 0; done < stream.size();) {
+        const ssize_t n = write(fds[1], stream.data() + done, std::min<size_t>(stream.size() - done, 65536));
+        if (n > 0) done += static_cast<size_t>(n);
+        if (n < 0) usleep(100);
+      }
+      written = true;
+    });
+    pam_service::FrameReader reader;
+    std::vector<uint8_t> raw;
+    PalvonAuthManagerSDK::LinuxDictionary decoded;
+    ReadStatus status = ReadStatus::kNeedMore;
+    int queued = 0;
+    // Reads until a result other than "need more", or until everything
+    // written has been taken.
+    while ((status = reader.Read(fds[0], raw, decoded)) == ReadStatus::kNeedMore &&
+           !(written && ioctl(fds[0], FIONREAD, &queued) == 0 && queued == 0)) {
+    }
+    writer.join();
+    EXPECT_EQ(status, c.status);
+    ASSERT_EQ(ioctl(fds[0], FIONREAD, &queued), 0);
+    EXPECT_EQ(static_cast<size_t>(queued), c.left);
+    if (status == ReadStatus::kFrame) {
+      EXPECT_EQ(raw.size(), 12 + c.declared);
+      EXPECT_EQ(decoded.Header().messageType, 59u);
+    }
+    EXPECT_EQ(reader.InFrame(), status != ReadStatus::kFrame);
+    EXPECT_EQ(reader.RefusedLength(), status == ReadStatus::kError ? c.declared : 0u);
+    close(fds[0]);
+    close(fds[1]);
+  }
 }

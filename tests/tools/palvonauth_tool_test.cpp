@@ -298,7 +298,7 @@ TEST(ToolVpn, CreatesFetchesAndDestroysTheContext) {
 TEST(ToolVpn, FailedFetchStillDestroysTheContext) {
   ToolService s;
   s.answers.Always(msg::kCreateVpnAuthContext, Reply::Return(0).UInt(L"vpnauthcontexthandle", 33));
-  // Success without the texts: a partly filled record, released by the tool.
+  // Success without the texts: the fetch fails, the context still goes.
   s.answers.Always(msg::kGetVpnAuthorizationInfo, Reply::Return(0).UInt(L"amAuthenticationResult", 1));
   EXPECT_FAILS(RunTool({"vpn", "https://gw/"}), 1,
                "PalvonAuthManager_GetVpnAuthorizationInfo failed with result 65528");

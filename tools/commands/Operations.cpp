@@ -43,8 +43,7 @@ void CallDetermineServerType(Output& out, ConnectionHandle connection, const std
   const std::wstring wideUrl = Utf8ToWide(url);
   AM_SERVER_INFO* raw = nullptr;
   const AMResult result = PalvonAuthManager_DetermineServerType(connection, wideUrl.c_str(), &raw);
-  // After a failure the library may still have handed out a partly filled
-  // (zero-filled) record; it is released either way.
+  // Handed out on success only; released whatever happened.
   std::unique_ptr<AM_SERVER_INFO, AMResult (*)(AM_SERVER_INFO*)> info(raw, PalvonAuthManager_FreeServerInfo);
   Check("PalvonAuthManager_DetermineServerType", result);
   out.String("url", url);

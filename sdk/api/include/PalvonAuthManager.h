@@ -236,9 +236,8 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_DestroyVpnAuthContext(VpnAut
  * Fetches the VPN authorization of a context.
  * @param context the VPN authentication context.
  * @param vpnAuthorizationInfo receives a new record, released with
- *        PalvonAuthManager_FreeVpnAuthorizationInfo(). After
- *        AM_RESULT_COMMUNICATION_FAILURE a partly filled record may have been
- *        stored; it must not be used.
+ *        PalvonAuthManager_FreeVpnAuthorizationInfo(). Written only on
+ *        success; left as it was after any failure.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetVpnAuthorizationInfo(
     VpnAuthContextHandle context, AM_VPN_AUTHORIZATION_INFO** vpnAuthorizationInfo);
@@ -406,10 +405,8 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseReasonPhrase(AMHt
  * Reads the response header lines ("Name: value").
  * @param request the HTTP request.
  * @param headers receives a null-terminated array of texts, released with
- *        PalvonAuthManager_FreeResponseHeaders(). Set the pointer to null
- *        before the call: after AM_RESULT_COMMUNICATION_FAILURE it may hold a
- *        partly filled (still null-terminated) array that must be released
- *        the same way; after other failures it is left as it was.
+ *        PalvonAuthManager_FreeResponseHeaders(). Written only on success;
+ *        left as it was after any failure.
  */
 PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_GetResponseHeaders(AMHttpHandle request, AMChar*** headers);
 /** Releases an array of PalvonAuthManager_GetResponseHeaders(); accepts null; returns 0. */

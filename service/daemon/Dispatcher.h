@@ -1,0 +1,132 @@
+#ifndef PALVONAUTHD_DISPATCHER_H
+#define PALVONAUTHD_DISPATCHER_H
+
+// The answers to one client's requests and the state they build up
+// (connections, VPN contexts, HTTP requests), without pipes or threads. A
+// session feeds it the frames it reads; tests and the fuzzer drive it
+// directly.
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "daemon/Config.h"
+#include "daemon/Http.h"
+#include "daemon/Launcher.h"
+#include "message/LinuxDictionary.h"
+
+namespace palvonauthd {
+
+/** What a request may do outside the service: HTTP transfers and launches. */
+class Actions {
+ public:
+  virtual ~Actions() = default;
+  /** Performs an HTTP request (see palvonauthd::Perform). */
+  virtual HttpOutcome Perform(HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel) = 0;
+  /** Starts or records a launch; returns its status (launch:: codes). */
+  virtual uint32_t Launch(const LaunchRequest& request) = 0;
+};
+
+/** The real actions: libcurl and the configured launcher. */
+class LiveActions final : public Actions {
+ public:
+  explicit LiveActions(Launcher& launcher) : launcher_(launcher) {}
+  HttpOutcome Perform(HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel) override;
+  uint32_t Launch(const LaunchRequest& request) override;
+
+ private:
+  Launcher& launcher_;
+};
+
+/** What every client shares: configuration, actions, handle numbers. */
+class ServiceContext {
+ public:
+  ServiceContext(const Config& config, Actions& actions);
+  const Config& config() const { return config_; }
+  const HttpSettings& http() const { return http_; }
+  Actions& actions() { return actions_; }
+  /** A new handle, unique across all clients of this service; never 0. */
+  uint32_t NewHandle();
+
+ private:
+  const Config& config_;
+  HttpSettings http_;
+  Actions& actions_;
+  std::atomic<uint32_t> nextHandle_{1};
+};
+
+/** A text form of a message's values for log lines: {key=value, ...}. */
+std::string DescribeValues(const PalvonAuthManagerSDK::LinuxDictionary& message);
+
+class Dispatcher {
+ public:
+  using Message = PalvonAuthManagerSDK::LinuxDictionary;
+
+  /** `cancel` turning true abandons an HTTP transfer in progress. */
+  Dispatcher(ServiceContext& context, uint32_t processId, const std::atomic<bool>& cancel);
+
+  /**
+   * The reply to one request: busy and forced answers of the configuration
+   * first, then the operation itself. Out-values go only with success; an
+   * exception inside an operation is answered as a communication failure.
+   */
+  Message Answer(const Message& request);
+  /** Frees everything the client created and reports how much it was ("" for nothing). */
+  std::string ReleaseAll();
+
+ private:
+  struct LogonEntry {
+    std::string gatewayName;
+    std::string gatewayUrl;
+  };
+  struct Connection {
+    std::string name;
+    /** Logged-on authentication services by URL. */
+    std::map<std::string, LogonEntry> logons;
+  };
+  struct VpnContext {
+    uint32_t connection = 0;
+    std::string friendlyName;
+    std::string logonPointUrl;
+    uint32_t edition = 0;
+    uint32_t authType = 0;
+    uint32_t flags = 0;
+    std::string token;
+  };
+
+  /** Performs a request and returns the result code, filling `reply`'s out-values. */
+  uint32_t Dispatch(const Message& request, Message& reply);
+
+  Connection* FindConnection(const Message& request);
+  uint32_t ReleaseConnection(uint32_t handle);
+
+  uint32_t OnCreateConnection(const Message& request, Message& reply);
+  uint32_t OnDestroyConnection(const Message& request);
+  uint32_t OnClearCredentials(const Message& request);
+  uint32_t OnLogOffGateway(const Message& request);
+  uint32_t OnLogOffAuthService(const Message& request);
+  uint32_t OnGetLogonStatus(const Message& request, Message& reply);
+  uint32_t OnGenerateTrampolineUrl(const Message& request, Message& reply);
+  uint32_t OnCreateVpnAuthContext(const Message& request, Message& reply);
+  uint32_t OnGetVpnAuthorizationInfo(const Message& request, Message& reply);
+  uint32_t OnSetClientWindow(const Message& request);
+  uint32_t OnDetermineServerType(const Message& request, Message& reply);
+  uint32_t OnRetrieveGatewayDiscoveryData(const Message& request, Message& reply);
+  uint32_t OnLaunch(const Message& request, Message& reply);
+  uint32_t OnHttp(uint32_t type, const Message& request, Message& reply);
+  uint32_t OnSend(uint32_t handle, HttpRequest& http);
+  uint32_t OnReadBody(const Message& request, HttpResponse& response, Message& reply);
+
+  ServiceContext& context_;
+  const uint32_t processId_;
+  const std::atomic<bool>& cancel_;
+  uint32_t busyAnswered_ = 0;
+  std::map<uint32_t, Connection> connections_;
+  std::map<uint32_t, VpnContext> vpnContexts_;
+  std::map<uint32_t, HttpRequest> httpRequests_;
+};
+
+}  // namespace palvonauthd
+
+#endif
