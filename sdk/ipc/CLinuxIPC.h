@@ -28,8 +28,9 @@ constexpr int kReadStepMs = 10;
  * registration pipe the process registered through. While the service that
  * took the registration is alive it holds the read end; when it exits, the
  * kernel wakes every writer, and an edge-triggered epoll set remembers that
- * wake-up even when a new service has opened the pipe since. A lost service
- * ends the wait of a call at once and fails every later call.
+ * wake-up even when a new service has opened the pipe since. Every 10 ms step
+ * of a wait that brought nothing looks at it: a lost service ends the wait of
+ * a call within one step and fails every later call.
  */
 class CLinuxIPC : public IIPC {
  public:
