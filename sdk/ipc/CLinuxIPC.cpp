@@ -149,10 +149,10 @@ bool CLinuxIPC::ServiceLost() {
   if (serviceLost_) return true;
   if (epollFd_ < 0 || released_) return false;
   // Any wake-up of the registration pipe's writers after registering means
-  // its reader went away (it may be back by now: a new service that does
-  // not know this process).
-  struct epoll_event event {};
-  if (epoll_wait(epollFd_, &event, 1, 0) > 0) serviceLost_ = true;
+  // its reader went away (it may be back by now: a new service that does not
+  // know this process); the set stays readable, and poll only looks.
+  struct pollfd event {epollFd_, POLLIN, 0};
+  if (poll(&event, 1, 0) > 0) serviceLost_ = true;
   return serviceLost_;
 }
 
