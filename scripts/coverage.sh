@@ -14,5 +14,5 @@ ctest --preset coverage -LE slow >/dev/null || echo "(some tests failed; coverag
 for part in sdk service tools; do
   echo "=== $part ==="
   gcovr --root . --filter "$part/" --exclude-throw-branches --exclude-unreachable-branches \
-    --gcov-ignore-parse-errors --txt-summary build/coverage 2>/dev/null | grep -E '^(lines|branches):'
+    --gcov-ignore-parse-errors --print-summary -o /dev/null build/coverage 2>/dev/null | grep -E '^(lines|branches):' || true
 done
