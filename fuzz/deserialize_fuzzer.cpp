@@ -1,12 +1,10 @@
-// Fuzz target for LinuxDictionary::Deserialize. Any byte string is taken as a
-// received message: decoding must stay inside the buffer, and whatever it
-// yields must survive encoding and decoding again unchanged, with a
-// byte-identical second encoding.
-#include <cstddef>
+// Fuzz target of LinuxDictionary::Deserialize: any bytes are a received message.
+// Decoding stays inside it (held in an allocation of exactly its size), every
+// value has a 136-byte header of its own, and what is decoded survives encoding
+// and decoding again, byte-identical the second time.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 
 #include "message/LinuxDictionary.h"
 
@@ -14,48 +12,33 @@ namespace {
 
 using PalvonAuthManagerSDK::LinuxDictionary;
 
-// Decodes `size` bytes held in an allocation of exactly that size, so the
-// address sanitizer reports any read past the message.
+void Check(bool condition) {
+  if (!condition) std::abort();
+}
+
 void Decode(LinuxDictionary& d, const uint8_t* data, size_t size) {
-  auto* copy = static_cast<uint8_t*>(std::malloc(size == 0 ? 1 : size));
-  if (copy == nullptr) std::abort();
+  auto* copy = static_cast<uint8_t*>(std::malloc(size + (size == 0)));
+  Check(copy != nullptr);
   if (size != 0) std::memcpy(copy, data, size);
   d.AdoptEncoding(copy, static_cast<uint32_t>(size));
   d.Deserialize();
 }
 
-bool SameContents(const LinuxDictionary& a, const LinuxDictionary& b) {
-  return a.Header().messageType == b.Header().messageType && a.Header().processId == b.Header().processId &&
-         a.Header().bodyLength == b.Header().bodyLength && a.IntValues() == b.IntValues() &&
-         a.UIntValues() == b.UIntValues() && a.ByteValues() == b.ByteValues() &&
-         a.NarrowStringValues() == b.NarrowStringValues() && a.WideStringValues() == b.WideStringValues() &&
-         a.BufferValues() == b.BufferValues();
-}
-
-void Check(bool condition) {
-  if (!condition) std::abort();
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size > std::numeric_limits<uint32_t>::max()) return 0;
-
-  LinuxDictionary first;
+  if (size > UINT32_MAX) return 0;
+  LinuxDictionary first, second;
   Decode(first, data, size);
+  Check(first.IntValues().size() + first.UIntValues().size() + first.ByteValues().size() +
+            first.NarrowStringValues().size() + first.WideStringValues().size() + first.BufferValues().size() <=
+        (size < 12 ? 0 : (size - 12) / 136));
   for (const auto& entry : first.BufferValues()) Check(entry.second.first.size() == entry.second.second);
-
-  // An adopted message is never taken as a valid encoding: this re-encodes.
-  first.Serialize(true);
-  Check(first.EncodingValid());
-  Check(first.EncodedLength() == first.Header().bodyLength + 12);
-
-  LinuxDictionary second;
-  Decode(second, first.EncodedBuffer(), first.EncodedLength());
-  Check(SameContents(first, second));
-
+  first.Serialize(true);  // an adopted message is never taken as a valid encoding
+  Check(first.EncodingValid() && first.EncodedLength() == first.Header().bodyLength + 12);
+  Decode(second, first.EncodedBuffer(), first.EncodedLength());  // the same values: the same bytes
   second.Serialize(true);
-  Check(second.EncodedLength() == first.EncodedLength());
-  Check(std::memcmp(second.EncodedBuffer(), first.EncodedBuffer(), first.EncodedLength()) == 0);
+  Check(second.EncodedLength() == first.EncodedLength() &&
+        std::memcmp(second.EncodedBuffer(), first.EncodedBuffer(), first.EncodedLength()) == 0);
   return 0;
 }

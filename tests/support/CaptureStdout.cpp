@@ -16,12 +16,10 @@ std::string CaptureStdout(const std::function<void()>& body) {
   std::fflush(stdout);
   dup2(saved, STDOUT_FILENO);
   close(saved);
-
   std::string text;
   std::rewind(sink);
   char chunk[4096];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, sink)) > 0) text.append(chunk, n);
+  for (size_t n; (n = std::fread(chunk, 1, sizeof chunk, sink)) > 0;) text.append(chunk, n);
   std::fclose(sink);
   return text;
 }

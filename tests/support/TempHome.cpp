@@ -3,34 +3,26 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <vector>
 
 namespace pam_test {
 
 TempHome::TempHome() {
-  std::vector<char> templ = {'/', 't', 'm', 'p', '/', 'p', 'a', 'm', '-', 'h', 'o', 'm', 'e', '-',
-                             'X', 'X', 'X', 'X', 'X', 'X', '\0'};
-  if (mkdtemp(templ.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = templ.data();
-  if (const char* old = getenv("HOME")) {
-    previous_ = old;
-    hadPrevious_ = true;
-  }
+  std::string name = "/tmp/pam-home-XXXXXX";
+  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  path_ = name;
+  if (const char* old = getenv("HOME")) previous_ = old;
   setenv("HOME", path_.c_str(), 1);
 }
 
 TempHome::~TempHome() {
   RemoveTree(path_);
-  if (hadPrevious_) {
-    setenv("HOME", previous_.c_str(), 1);
-  } else {
-    unsetenv("HOME");
-  }
+  previous_ ? setenv("HOME", previous_->c_str(), 1) : unsetenv("HOME");
 }
 
 void RemoveTree(const std::string& path) {
@@ -49,6 +41,19 @@ std::string ReadFile(const std::string& path) {
   std::ostringstream out;
   out << in.rdbuf();
   return out.str();
+}
+
+std::string FileKind(const std::string& path) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return "none";
+  if (S_ISLNK(status.st_mode)) return "link";
+  char kind[32];
+  std::snprintf(kind, sizeof kind, "%s %04o",
+                S_ISFIFO(status.st_mode)  ? "fifo"
+                : S_ISDIR(status.st_mode) ? "dir"
+                                          : "file",
+                status.st_mode & 07777);
+  return kind;
 }
 
 }  // namespace pam_test

@@ -1,6 +1,7 @@
 #ifndef PAM_TESTS_SUPPORT_TEMPHOME_H
 #define PAM_TESTS_SUPPORT_TEMPHOME_H
 
+#include <optional>
 #include <string>
 
 namespace pam_test {
@@ -16,14 +17,15 @@ class TempHome {
 
  private:
   std::string path_;
-  std::string previous_;
-  bool hadPrevious_ = false;
+  std::optional<std::string> previous_;  // HOME before, if it was set
 };
 
 /** Recursively removes a folder, ignoring errors. */
 void RemoveTree(const std::string& path);
 /** Reads a whole file; empty when it cannot be read. */
 std::string ReadFile(const std::string& path);
+/** What is at `path`, without following a link: "fifo 0666", "dir 0700", "file 0600", "link" or "none". */
+std::string FileKind(const std::string& path);
 
 }  // namespace pam_test
 

@@ -4,11 +4,9 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <memory>
 
 #include "common/ServerPipes.h"
-#include "common/Utf8.h"
 #include "ipc/CLinuxIPC.h"
 #include "message/MessageTypes.h"
 
@@ -18,56 +16,16 @@ using PalvonAuthManagerSDK::LinuxDictionary;
 using PalvonAuthManagerSDK::MessageCommon;
 namespace msg = PalvonAuthManagerSDK::msg;
 
-Reply Reply::Return(uint32_t code) {
-  Reply reply;
-  reply.values.SetUInt(L"return", code);
-  return reply;
-}
-
-Reply Reply::Empty() { return Reply(); }
-
-Reply Reply::Busy() { return Return(PalvonAuthManagerSDK::rc::kBusy); }
-
-Reply Reply::Raw(std::vector<uint8_t> bytes) {
-  Reply reply;
-  reply.raw = std::move(bytes);
-  return reply;
-}
-
-Reply& Reply::UInt(const wchar_t* key, uint32_t value) {
-  values.SetUInt(key, value);
-  return *this;
-}
-
-Reply& Reply::Int(const wchar_t* key, int32_t value) {
-  values.SetInt(key, value);
-  return *this;
-}
-
-Reply& Reply::Wide(const wchar_t* key, const std::wstring& value) {
-  values.SetWideString(key, value);
-  return *this;
-}
-
-Reply& Reply::Narrow(const wchar_t* key, const std::string& value) {
-  values.SetNarrowString(key, value);
-  return *this;
-}
-
+Reply Reply::Return(uint32_t code) { return Reply().UInt(L"return", code); }
+// clang-format off
+Reply Reply::Silent() { Reply reply; reply.silent = true; return reply; }
+Reply& Reply::UInt(const wchar_t* key, uint32_t value) { values.SetUInt(key, value); return *this; }
+Reply& Reply::Wide(const wchar_t* key, const std::wstring& value) { values.SetWideString(key, value); return *this; }
 Reply& Reply::Buffer(const wchar_t* key, const std::vector<uint8_t>& bytes) {
   values.SetBuffer(key, bytes.data(), static_cast<unsigned int>(bytes.size()));
   return *this;
 }
-
-Reply& Reply::After(std::chrono::milliseconds pause) {
-  delay = pause;
-  return *this;
-}
-
-Reply& Reply::InPieces(size_t size) {
-  pieceSize = size;
-  return *this;
-}
+// clang-format on
 
 struct TestService::Client {
   explicit Client(const std::string& directory, uint32_t pid) : pipes(directory, pid) {}
@@ -95,40 +53,32 @@ void TestService::Stop() {
     stop_ = true;
   }
   changed_.notify_all();
-  const char byte = 1;
-  (void)write(wakeWrite_, &byte, 1);
+  (void)write(wakeWrite_, "x", 1);
   if (thread_.joinable()) thread_.join();
 }
 
 void TestService::Script(uint32_t type, std::vector<Reply> replies) {
   std::lock_guard<std::mutex> lock(mutex_);
-  auto& queue = scripts_[type];
-  for (auto& reply : replies) queue.push_back(std::move(reply));
+  for (auto& reply : replies) scripts_[type].push_back(std::move(reply));
 }
 
-void TestService::SetHandler(Handler handler) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  handler_ = std::move(handler);
+// clang-format off
+void TestService::SetHandler(Handler h) { std::lock_guard<std::mutex> lock(mutex_); handler_ = std::move(h); }
+void TestService::SetVersion(uint32_t v) { std::lock_guard<std::mutex> lock(mutex_); version_ = v; }
+// clang-format on
+
+namespace {
+
+template <typename T>
+T Locked(std::mutex& mutex, const T& value) {
+  std::lock_guard<std::mutex> lock(mutex);
+  return value;
 }
 
-void TestService::SetVersion(uint32_t version) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  version_ = version;
-}
+}  // namespace
 
-std::vector<Request> TestService::Requests() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return requests_;
-}
-
-std::vector<Request> TestService::RequestsOfType(uint32_t type) const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  std::vector<Request> out;
-  for (const auto& request : requests_) {
-    if (request.type == type) out.push_back(request);
-  }
-  return out;
-}
+std::vector<Request> TestService::Requests() const { return Locked(mutex_, requests_); }
+std::vector<std::vector<uint8_t>> TestService::RegistrationBytes() const { return Locked(mutex_, registrationBytes_); }
 
 size_t TestService::RequestCount() const {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -138,21 +88,6 @@ size_t TestService::RequestCount() const {
 bool TestService::WaitForRequests(size_t n, std::chrono::milliseconds timeout) const {
   std::unique_lock<std::mutex> lock(mutex_);
   return changed_.wait_for(lock, timeout, [&] { return requests_.size() >= n; });
-}
-
-std::vector<uint32_t> TestService::Registrations() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return registrations_;
-}
-
-bool TestService::WaitForRegistrations(size_t n, std::chrono::milliseconds timeout) const {
-  std::unique_lock<std::mutex> lock(mutex_);
-  return changed_.wait_for(lock, timeout, [&] { return registrations_.size() >= n; });
-}
-
-std::vector<std::vector<uint8_t>> TestService::RegistrationBytes() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return registrationBytes_;
 }
 
 Reply TestService::NextReply(const Request& request) {
@@ -176,10 +111,6 @@ Reply TestService::NextReply(const Request& request) {
 }
 
 void TestService::Answer(Client& client, const Request& request, const Reply& reply) {
-  if (reply.delay.count() > 0) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    if (changed_.wait_for(lock, reply.delay, [&] { return stop_; })) return;
-  }
   if (reply.silent) return;
   std::vector<uint8_t> bytes;
   if (reply.raw) {
@@ -219,14 +150,8 @@ void TestService::Run() {
   pam_service::RegistrationPipe registration(directory_);
   if (!registration.Open()) return;
   std::map<uint32_t, std::unique_ptr<Client>> clients;
-  for (;;) {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (stop_) return;
-    }
-    std::vector<struct pollfd> fds;
-    fds.push_back({wakeRead_, POLLIN, 0});
-    fds.push_back({registration.Fd(), POLLIN, 0});
+  while (!Locked(mutex_, stop_)) {
+    std::vector<struct pollfd> fds = {{wakeRead_, POLLIN, 0}, {registration.Fd(), POLLIN, 0}};
     std::vector<uint32_t> order;
     for (auto& [pid, client] : clients) {
       fds.push_back({client->pipes.RequestFd(), POLLIN, 0});
@@ -235,14 +160,11 @@ void TestService::Run() {
     if (poll(fds.data(), fds.size(), 100) < 0) continue;
     if (fds[1].revents & POLLIN) {
       for (const auto& record : registration.ReadRecords()) {
-        std::vector<uint8_t> bytes(12);
-        std::memcpy(bytes.data(), &record.messageType, 4);
-        std::memcpy(bytes.data() + 4, &record.processId, 4);
-        std::memcpy(bytes.data() + 8, &record.bodyLength, 4);
+        const uint32_t words[3] = {record.messageType, record.processId, record.bodyLength};
+        const auto* bytes = reinterpret_cast<const uint8_t*>(words);
         {
           std::lock_guard<std::mutex> lock(mutex_);
-          registrations_.push_back(record.processId);
-          registrationBytes_.push_back(bytes);
+          registrationBytes_.emplace_back(bytes, bytes + 12);
         }
         changed_.notify_all();
         if (!record.WellFormed()) continue;
@@ -265,7 +187,5 @@ void TestService::Run() {
     }
   }
 }
-
-std::string Utf8(const std::wstring& text) { return pam_service::ToUtf8(text); }
 
 }  // namespace pam_test

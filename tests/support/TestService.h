@@ -31,70 +31,44 @@ struct Request {
   std::chrono::steady_clock::time_point receivedAt;
 };
 
-/** One scripted answer. */
+/** One scripted answer: values of the reply (the envelope is the request's), or raw bytes. */
 struct Reply {
-  /** Values of the reply; the envelope is filled from the request. */
   PalvonAuthManagerSDK::LinuxDictionary values;
-  /** When set, these bytes are written instead of an encoded reply. */
   std::optional<std::vector<uint8_t>> raw;
-  /** Pause before answering. */
-  std::chrono::milliseconds delay{0};
-  /** Write the frame in pieces of this size with a short pause between them (0: at once). */
-  size_t pieceSize = 0;
-  /** Send nothing at all. */
-  bool silent = false;
+  size_t pieceSize = 0;                // write the frame in pieces of this size, pausing between them
+  bool silent = false;                 // send nothing at all
 
-  /** A reply whose "return" is `code`. */
-  static Reply Return(uint32_t code);
-  /** A reply without any "return" key. */
-  static Reply Empty();
-  /** A busy (65280) reply. */
-  static Reply Busy();
-  /** Raw bytes instead of a message. */
-  static Reply Raw(std::vector<uint8_t> bytes);
-
+  static Reply Return(uint32_t code);  // "return" is `code`
+  static Reply Silent();
   Reply& UInt(const wchar_t* key, uint32_t value);
-  Reply& Int(const wchar_t* key, int32_t value);
   Reply& Wide(const wchar_t* key, const std::wstring& value);
-  Reply& Narrow(const wchar_t* key, const std::string& value);
   Reply& Buffer(const wchar_t* key, const std::vector<uint8_t>& bytes);
-  Reply& After(std::chrono::milliseconds pause);
-  Reply& InPieces(size_t size);
 };
 
 class TestService {
  public:
-  /** Handler consulted when no scripted reply is queued for a message type. */
+  /** Answers when no scripted reply is queued for a message type. */
   using Handler = std::function<Reply(const Request&)>;
 
-  /** Starts serving on the pipe directory of the current HOME. */
-  TestService();
+  TestService();  // serves the pipe directory of the current HOME
   ~TestService();
   TestService(const TestService&) = delete;
   TestService& operator=(const TestService&) = delete;
 
   /** Queues replies for a message type; they are used in order, then the handler answers. */
   void Script(uint32_t type, std::vector<Reply> replies);
-  /** Replaces the fallback handler (default: "return" 0, plus "version" 2 for the version query). */
+  /** Replaces the fallback handler (default: "return" 0, plus "version" for the version query). */
   void SetHandler(Handler handler);
-  /** SDK version the default handler reports. */
+  /** SDK version the default handler reports (2 unless set). */
   void SetVersion(uint32_t version);
 
   std::vector<Request> Requests() const;
-  std::vector<Request> RequestsOfType(uint32_t type) const;
   size_t RequestCount() const;
-  /** Waits until at least n requests arrived; false on time-out. */
   bool WaitForRequests(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
-  /** Process ids of the registration records received so far (malformed ones included). */
-  std::vector<uint32_t> Registrations() const;
-  bool WaitForRegistrations(size_t n, std::chrono::milliseconds timeout = std::chrono::seconds(10)) const;
-  /** Raw bytes of every registration record. */
+  /** The registration records received so far (malformed ones included). */
   std::vector<std::vector<uint8_t>> RegistrationBytes() const;
 
-  /** The pipe directory served. */
-  const std::string& Directory() const { return directory_; }
-  /** Stops the thread (also done by the destructor). */
-  void Stop();
+  void Stop();  // also done by the destructor
 
  private:
   struct Client;
@@ -110,7 +84,6 @@ class TestService {
   Handler handler_;
   uint32_t version_ = 2;
   std::vector<Request> requests_;
-  std::vector<uint32_t> registrations_;
   std::vector<std::vector<uint8_t>> registrationBytes_;
   bool stop_ = false;
   int wakeRead_ = -1;
@@ -118,8 +91,6 @@ class TestService {
   std::thread thread_;
 };
 
-/** Prints wide text as UTF-8 for test messages. */
-std::string Utf8(const std::wstring& text);
 
 }  // namespace pam_test
 
