@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test. The whole suite runs in the AddressSanitizer +
-# UndefinedBehaviorSanitizer build (the slow timing tests alone, one at a
-# time); the ThreadSanitizer build runs the tests labelled `threads`
-# (concurrent callers, closing from another thread, concurrent sessions).
+# UndefinedBehaviorSanitizer build (the slow timing test included); the
+# ThreadSanitizer build runs the tests labelled `threads` (concurrent callers,
+# closing from another thread, concurrent sessions).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh

@@ -127,8 +127,8 @@ struct Connected {
 // three cases wait side by side, each on a channel of its own.
 TEST(SlowChannel, WaitsOutTheBudget) {
   const std::tuple<int, bool, const char*, const char*> cases[] = {
-      {19, false, "type=83 pid=self return=0 version=2", ""},
-      {21, false, "time-out", "type=83 pid=self return=0 version=2"},
+      {18, false, "type=83 pid=self return=0 version=2", ""},
+      {22, false, "time-out", "type=83 pid=self return=0 version=2"},
       {0, true, "runtime_error: read error", ""}};
   std::vector<std::future<void>> running;
   for (const auto& [seconds, half, outcome, next] : cases) {
@@ -139,7 +139,7 @@ TEST(SlowChannel, WaitsOutTheBudget) {
           const std::vector<uint8_t> frame = Frame(83, 0, 2);
           const std::vector<uint8_t> sent(frame.begin(), half ? frame.begin() + 40 : frame.end());
           EXPECT_EQ(c.ReadWithReplyAfter(std::chrono::seconds(seconds), sent), outcome) << seconds;
-          EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(seconds == 19 ? 19 : 20));
+          EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(seconds == 18 ? 18 : 20));
           EXPECT_EQ(next[0] == '\0' ? "" : ReadOutcome(c.channel), next) << seconds;
         }));
   }
