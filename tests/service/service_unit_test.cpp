@@ -31,7 +31,8 @@ TEST(ServiceUnit, TextsNamesAndConfiguration) {
   EXPECT_EQ(ExpandTemplate("{a}-{{b}}-{a}{c}{zz}", {{"a", "1"}, {"c", "3"}}), "1-{b}-13");
   EXPECT_EQ(WithoutTrailingSlash("/"), "/");
   EXPECT_EQ(ParseNumber("4294967295"), 4294967295u);
-  for (const char* bad : {"Nope", "12x", "4294967296", "", "-1", "0x"}) EXPECT_FALSE(ParseOperation(bad)) << bad;
+  for (const char* bad : {"Nope", "12x", "4294967296", "", "-1", "0x", " 59", "+59"})
+    EXPECT_FALSE(ParseOperation(bad) || ParseNumber(bad)) << bad;
   EXPECT_EQ(OperationName(7), "Unknown7");
   for (const uint32_t type : KnownOperations()) EXPECT_EQ(ParseOperation(OperationName(type)), type);
   EXPECT_EQ(KnownOperations().size(), 37u);
