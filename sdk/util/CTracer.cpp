@@ -47,8 +47,9 @@ void CTracer::Initialize(const std::wstring& description, const std::wstring& tr
   try {
     const std::string path = CSDKUtils::StringToUTF8(GetTraceFilePathForProcess(traceName));
     std::lock_guard<std::mutex> lock(WriteMutex());
-    if (s_tracefile.is_open()) s_tracefile.close();
-    s_tracefile.clear();
+    // The one stream lives as long as the library: a file left open (tracing
+    // was switched off before the last Uninitialize) makes this open fail,
+    // so no second file and no second banner are started.
     s_tracefile.open(path, std::ios::out | std::ios::app);
     if (!s_tracefile.good()) return;
     s_tracefile << kRule << "  " << CSDKUtils::StringToUTF8(description) << " \n\n"

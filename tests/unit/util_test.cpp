@@ -85,13 +85,16 @@ TEST(Tracer, SwitchFallbackTraceFileAndLineFormats) {
   EXPECT_EQ(Normal(file).rfind(logs + "/AuthManagerSDK-<time>-" + std::to_string(getpid()) + "-0x", 0), 0u);
   EXPECT_EQ(Normal(ReadFile(file)), trace);
 
-  // Switched off, nothing is written and Uninitialize leaves the file open;
-  // once closed, lines go to standard output.
+  // Switched off, nothing is written and Uninitialize leaves the file open,
+  // so switched on again, Initialize starts no second file or banner; once
+  // closed, lines go to standard output.
   CTracer::s_tracingEnabled = false;
   CTracer::Msg(L"ignored");
   CTracer::Uninitialize();
   EXPECT_TRUE(CTracer::s_tracefile.is_open());
   CTracer::s_tracingEnabled = true;
+  Start();
+  EXPECT_EQ(std::distance(fs::directory_iterator(logs), fs::directory_iterator()), 1);
   CTracer::Uninitialize();
   EXPECT_FALSE(CTracer::s_tracefile.is_open());
   EXPECT_EQ(Normal(CaptureStdout([] { CTracer::Msg(L"after close"); })), "<time>       : after close\n\n");
