@@ -110,7 +110,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Initialize(void) {
   try {
     return InitializeFirst();
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");
+    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
     return rc::kIpcSetupFailed;
   }
 }

@@ -19,7 +19,7 @@ AMResult GetServerSDKVersion(AMUint* version) {
     const LinuxDictionary reply = CallUntilNotBusy(request, result);
     if (result == rc::kSuccess) (void)reply.GetUInt(L"version", version);
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");
+    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
     result = rc::kCommunicationFailure;
   }
   CTracer::TraceMethodExit(sig::kGetServerSDKVersion, result);

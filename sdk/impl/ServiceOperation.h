@@ -53,6 +53,7 @@ class ServiceOperation {
   uint32_t messageType_;
   const wchar_t* invalidHandleFormat_ = nullptr;
   uint32_t invalidHandle_ = 0;
+  // "chaught" is the trace text as fixed; kept on purpose.
   const wchar_t* exceptionFormat_ = L"Unexpected exception chaught.";
   uint32_t exceptionHandle_ = 0;
   bool exceptionAtMessageLevel_ = false;

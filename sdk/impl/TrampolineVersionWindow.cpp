@@ -30,6 +30,7 @@ AMResult LinuxAMImplementation::GenerateTrampolineUrl(ConnectionHandle handle, c
             request.SetUInt(L"AuthManagerHandle", handle);
             request.SetUInt(L"authenticationFlags", flags);
             if (optionalReferenceUrl != nullptr) {
+              // "optionale" is the key services read; kept on purpose.
               request.SetWideString(L"optionaleReferenceUrl", optionalReferenceUrl);
             }
           },

@@ -7,6 +7,7 @@
 namespace PalvonAuthManagerSDK {
 
 /** Name of the service's registration pipe inside the pipe directory. */
+// "Listner" is the name every service and client uses; kept on purpose.
 constexpr const char* kRegistrationPipeName = ".AuthManagerListnerPipe";
 /** Suffixes of a client's reply pipe (client reads) and request pipe (client writes). */
 constexpr const char* kReplyPipeSuffix = "Read";

@@ -313,6 +313,7 @@ uint32_t Dispatcher::OnGenerateTrampolineUrl(const LinuxDictionary& request, Lin
   if (connection == nullptr) return rc::kInvalidHandle;
   const auto url = TextOf(request, L"serviceUrl");
   if (!url) return rc::kBadParameter;
+  // "optionale" is the key clients send; kept on purpose.
   const std::string reference = TextOf(request, L"optionaleReferenceUrl").value_or("");
   const uint32_t flags = UIntOf(request, L"authenticationFlags").value_or(0);
 
