@@ -29,9 +29,9 @@
 #include "client/ServerVersion.h"
 #include "common/ServerPipes.h"
 #include "ipc/CLinuxIPC.h"
-#include "ipc/PipeDirectory.h"
+#include "ipc/PipeFolder.h"
 #include "message/LinuxDictionary.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
 
 using namespace PalvonAuthManagerSDK;
 

@@ -23,7 +23,7 @@
 #include "impl/LinuxAMImplementation.h"
 #include "impl/LinuxAMImplementationV2.h"
 #include "ipc/CLinuxIPC.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
 
 namespace {
 

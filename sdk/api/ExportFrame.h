@@ -9,7 +9,7 @@
 #include "api/GlobalState.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/LinuxAMImplementationV2.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 

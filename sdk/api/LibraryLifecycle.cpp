@@ -14,7 +14,7 @@
 #include "impl/LinuxAMImplementationV2.h"
 #include "ipc/ForkGeneration.h"
 #include "ipc/Registration.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 

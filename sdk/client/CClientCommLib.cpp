@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "ipc/CLinuxIPC.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 

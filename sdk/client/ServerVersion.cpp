@@ -3,7 +3,8 @@
 #include "PalvonAuthManagerTracer.h"
 #include "api/SignatureTexts.h"
 #include "client/ServiceCall.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -17,7 +18,7 @@ AMResult GetServerSDKVersion(AMUint* version) {
   try {
     LinuxDictionary request(MessageCommon(msg::kGetServerSDKVersion, CurrentProcessId()));
     const LinuxDictionary reply = CallUntilNotBusy(request, result);
-    if (result == rc::kSuccess) (void)reply.GetUInt(L"version", version);
+    if (result == rc::kSuccess) (void)reply.GetUInt(key::kVersion, version);
   } catch (...) {
     CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
     result = rc::kCommunicationFailure;

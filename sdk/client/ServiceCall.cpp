@@ -5,7 +5,8 @@
 #include <stdexcept>
 
 #include "client/CClientCommLib.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
+#include "protocol/Keys.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -17,7 +18,7 @@ LinuxDictionary CallUntilNotBusy(LinuxDictionary& request, AMResult& result,
     if (!channel) throw std::logic_error("no call channel");
     LinuxDictionary reply = channel->MakeCall(request);
     unsigned int value = 0;
-    if (reply.GetUInt(L"return", &value)) result = value;
+    if (reply.GetUInt(key::kReturn, &value)) result = value;
     if (onReply) onReply(result);
     if (result != rc::kBusy) return reply;
     usleep(kBusyRetryMicroseconds);

@@ -2,7 +2,8 @@
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -14,7 +15,7 @@ constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
 AMResult ConnectionAction(const char* signature, uint32_t type, ConnectionHandle handle) {
   return ServiceOperation(signature, type)
       .InvalidHandleMessage(kInvalidConnection, handle)
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"AuthManagerHandle", handle); });
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kAuthManagerHandle, handle); });
 }
 
 }  // namespace
@@ -27,11 +28,11 @@ AMResult LinuxAMImplementation::CreateConnection(const AMChar* connectionName, S
   // notification is ever delivered.
   return op.Call(
       [&](LinuxDictionary& request) {
-        if (connectionName != nullptr) request.SetWideString(L"connectionName", connectionName);
-        request.SetWideString(L"statusCallbackFunction", L"");
-        request.SetWideString(L"statusCallbackContext", L"");
+        if (connectionName != nullptr) request.SetWideString(key::kConnectionName, connectionName);
+        request.SetWideString(key::kStatusCallbackFunction, L"");
+        request.SetWideString(key::kStatusCallbackContext, L"");
       },
-      [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"AuthManagerHandle", outHandle); });
+      [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kAuthManagerHandle, outHandle); });
 }
 
 AMResult LinuxAMImplementation::DestroyConnection(ConnectionHandle handle) {

@@ -3,7 +3,8 @@
 #include "api/SignatureTexts.h"
 #include "impl/HttpOperation.h"
 #include "impl/LinuxAMImplementationV2.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -15,7 +16,7 @@ AMResult SetText(const char* signature, uint32_t type, AMHttpHandle handle, cons
   ServiceOperation op = HttpOperation(signature, type, handle);
   if (!ServiceOperation::Require(text, operation, argument)) return rc::kBadParameter;
   return op.Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"httpHandle", handle);
+    request.SetUInt(key::kHttpHandle, handle);
     request.SetWideString(key, text);
   });
 }
@@ -23,7 +24,7 @@ AMResult SetText(const char* signature, uint32_t type, AMHttpHandle handle, cons
 // A setter sends "httpHandle" and one number under `key`.
 AMResult SetNumber(const char* signature, uint32_t type, AMHttpHandle handle, uint32_t value, const wchar_t* key) {
   return HttpOperation(signature, type, handle).Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"httpHandle", handle);
+    request.SetUInt(key::kHttpHandle, handle);
     request.SetUInt(key, value);
   });
 }
@@ -48,10 +49,10 @@ AMResult LinuxAMImplementationV2::CreateAMHttpRequest(ConnectionHandle connectio
       .AfterEachReply([](AMResult result) {
         if (result != rc::kSuccess && result != rc::kInvalidHandle) CTracer::Err(L"Unexpected result from IPC");
       })
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"AuthManagerHandle", connection); },
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kAuthManagerHandle, connection); },
             [&](const LinuxDictionary& reply) {
               AMHttpHandle created = 0;  // the cleared value when the reply has none
-              (void)reply.GetUInt(L"httpHandle", &created);
+              (void)reply.GetUInt(key::kHttpHandle, &created);
               CTracer::Msg(L"Created http request handle %u for connection handle %u.", created, connection);
               *outHttpHandle = created;
             });
@@ -59,41 +60,41 @@ AMResult LinuxAMImplementationV2::CreateAMHttpRequest(ConnectionHandle connectio
 
 AMResult LinuxAMImplementationV2::DestroyAMHttpRequest(AMHttpHandle handle) {
   return HttpOperation(sig::l2::kDestroyAMHttpRequest, msg::kDestroyAMHttpRequest, handle)
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"httpHandle", handle); });
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kHttpHandle, handle); });
 }
 
 AMResult LinuxAMImplementationV2::AddRequestHeader(AMHttpHandle handle, const AMChar* header) {
   return SetText(sig::l2::kAddRequestHeader, msg::kAddRequestHeader, handle, "AddRequestHeader", "header", header,
-                 L"httpheader");
+                 key::kHttpHeader);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestMethod(AMHttpHandle handle, const AMChar* method) {
   return SetText(sig::l2::kSetRequestMethod, msg::kSetRequestMethod, handle, "SetRequestMethod", "method", method,
-                 L"httpMethod");
+                 key::kHttpMethod);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestUrl(AMHttpHandle handle, const AMChar* url) {
-  return SetText(sig::l2::kSetRequestUrl, msg::kSetRequestUrl, handle, "SetRequestUrl", "url", url, L"httpUrl");
+  return SetText(sig::l2::kSetRequestUrl, msg::kSetRequestUrl, handle, "SetRequestUrl", "url", url, key::kHttpUrl);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestReferenceUrl(AMHttpHandle handle, const AMChar* url) {
   // Same key as the URL itself: the service tells them apart by message type.
   return SetText(sig::l2::kSetRequestReferenceUrl, msg::kSetRequestReferenceUrl, handle, "SetRequestReferenceUrl",
-                 "url", url, L"httpUrl");
+                 "url", url, key::kHttpUrl);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestUserAgentSuffix(AMHttpHandle handle, const AMChar* suffix) {
   return SetText(sig::l2::kSetRequestUserAgentSuffix, msg::kSetRequestUserAgentSuffix, handle,
-                 "SetRequestUserAgentSuffix", "UserAgentSuffix", suffix, L"userAgentSuffix");
+                 "SetRequestUserAgentSuffix", "UserAgentSuffix", suffix, key::kUserAgentSuffix);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestAuthenticationFlags(AMHttpHandle handle, AMAuthenticationFlags flags) {
   return SetNumber(sig::l2::kSetRequestAuthenticationFlags, msg::kSetRequestAuthenticationFlags, handle, flags,
-                   L"authFlags");
+                   key::kHttpAuthFlags);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestTimeoutSeconds(AMHttpHandle handle, AMUint seconds) {
-  return SetNumber(sig::l2::kSetRequestTimeoutSeconds, msg::kSetRequestTimeoutSeconds, handle, seconds, L"timeout");
+  return SetNumber(sig::l2::kSetRequestTimeoutSeconds, msg::kSetRequestTimeoutSeconds, handle, seconds, key::kTimeout);
 }
 
 AMResult LinuxAMImplementationV2::SetRequestData(AMHttpHandle handle, const AMByte* pBufferToSend, AMUint numBytes) {
@@ -103,9 +104,9 @@ AMResult LinuxAMImplementationV2::SetRequestData(AMHttpHandle handle, const AMBy
     return rc::kBadParameter;
   }
   return op.Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"httpHandle", handle);
-    request.SetBuffer(L"amByteData", pBufferToSend, numBytes);  // left out for an empty body
-    request.SetUInt(L"numBytes", numBytes);
+    request.SetUInt(key::kHttpHandle, handle);
+    request.SetBuffer(key::kByteData, pBufferToSend, numBytes);  // left out for an empty body
+    request.SetUInt(key::kNumBytes, numBytes);
   });
 }
 
@@ -113,7 +114,7 @@ AMResult LinuxAMImplementationV2::SetRequestRoute(AMHttpHandle handle, const AM_
   ServiceOperation op = HttpOperation(sig::l2::kSetRequestRoute, msg::kSetRequestRoute, handle);
   if (!ServiceOperation::Require(gatewayInfo, "SetRequestRoute", "gatewayInfo")) return rc::kBadParameter;
   return op.Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"httpHandle", handle);
+    request.SetUInt(key::kHttpHandle, handle);
     PutGateway(request, *gatewayInfo, false);
   });
 }

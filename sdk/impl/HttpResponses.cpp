@@ -1,20 +1,20 @@
 // Sending a request and reading its response; the certificate calls.
 #include <cstring>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 #include "PalvonAuthManagerTracer.h"
 #include "api/SignatureTexts.h"
 #include "impl/HttpOperation.h"
 #include "impl/LinuxAMImplementationV2.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
 namespace {
 
-void PutHandle(LinuxDictionary& request, AMHttpHandle handle) { request.SetUInt(L"httpHandle", handle); }
+void PutHandle(LinuxDictionary& request, AMHttpHandle handle) { request.SetUInt(key::kHttpHandle, handle); }
 
 struct HeaderArrayRelease {
   void operator()(AMChar** headers) const { FreeHeaderArray(headers); }
@@ -48,7 +48,7 @@ AMResult LinuxAMImplementationV2::GetResponseStatusCode(AMHttpHandle handle, AMU
   return op.Call([&](LinuxDictionary& request) { PutHandle(request, handle); },
                  [&](const LinuxDictionary& reply) {
                    AMUint status = 0;  // the cleared value when the reply has none
-                   (void)reply.GetUInt(L"httpStatus", &status);
+                   (void)reply.GetUInt(key::kHttpStatus, &status);
                    CTracer::Msg(L"GetResponseStatusCode completed for handle %u with result %u", handle, status);
                    *httpStatusCode = status;
                  });
@@ -63,7 +63,7 @@ AMResult LinuxAMImplementationV2::GetResponseReasonPhrase(AMHttpHandle handle, A
   return op.Call([&](LinuxDictionary& request) { PutHandle(request, handle); },
                  [&](const LinuxDictionary& reply) {
                    // The caller gets a copy of its own: the reply dies when the call returns.
-                   const wchar_t* phrase = reply.GetString(L"httpResponse");
+                   const wchar_t* phrase = reply.GetString(key::kHttpReasonPhrase);
                    *outReasonPhrase = phrase != nullptr ? CopyText(phrase) : nullptr;
                  });
 }
@@ -75,7 +75,7 @@ AMResult LinuxAMImplementationV2::GetResponseHeaders(AMHttpHandle handle, AMChar
       [&](LinuxDictionary& request) { PutHandle(request, handle); },
       [&](const LinuxDictionary& reply) {
         unsigned int count = 0;
-        (void)reply.GetUInt(L"numHeaders", &count);
+        (void)reply.GetUInt(key::kNumHeaders, &count);
         // Every header is a wide text of its own in the reply: a count beyond
         // the texts present is a broken reply, refused before anything is
         // allocated for it.
@@ -83,12 +83,8 @@ AMResult LinuxAMImplementationV2::GetResponseHeaders(AMHttpHandle handle, AMChar
         // Zero-filled, so the array is null-terminated at every stage and its
         // owner can release it whenever filling stops.
         std::unique_ptr<AMChar*[], HeaderArrayRelease> array(new AMChar*[static_cast<size_t>(count) + 1]());
-        std::wostringstream key;
         for (unsigned int i = 0; i < count; ++i) {
-          key.str(std::wstring());
-          key.clear();
-          key << L"Attrib" << i;
-          array[i] = CopyReplyText(reply, key.str().c_str());
+          array[i] = CopyReplyText(reply, key::Indexed(key::kHeaderPrefix, i).c_str());
         }
         *headers = array.release();
       });
@@ -102,7 +98,7 @@ AMResult LinuxAMImplementationV2::GetResponseTrustFailureFlags(AMHttpHandle hand
   }
   *outTrustFailureFlags = 0;
   return op.Call([&](LinuxDictionary& request) { PutHandle(request, handle); },
-                 [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"trustFailureFlags", outTrustFailureFlags); });
+                 [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kTrustFailureFlags, outTrustFailureFlags); });
 }
 
 AMResult LinuxAMImplementationV2::ReadResponseBodyStream(AMHttpHandle handle, AMByte* buffer,
@@ -115,10 +111,10 @@ AMResult LinuxAMImplementationV2::ReadResponseBodyStream(AMHttpHandle handle, AM
   return op.Call(
       [&](LinuxDictionary& request) {
         PutHandle(request, handle);
-        request.SetUInt(L"maxNumberOfBytesToRead", maxNumberOfBytesToRead);
+        request.SetUInt(key::kMaxBytesToRead, maxNumberOfBytesToRead);
       },
       [&](const LinuxDictionary& reply) {
-        const LinuxDictionary::BufferValue* chunk = reply.FindBuffer(L"amByteData");
+        const LinuxDictionary::BufferValue* chunk = reply.FindBuffer(key::kByteData);
         const size_t count = chunk != nullptr ? chunk->first.size() : 0;
         // The caller's buffer holds only what it asked for: a longer chunk
         // is a broken reply, never copied, and the count stays as it was.

@@ -1,10 +1,9 @@
 // Hand-off of a remote-session launch file to the service.
-#include <sstream>
-
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementationV2.h"
 #include "impl/ServiceOperation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -18,16 +17,14 @@ AMResult LinuxAMImplementationV2::LaunchRZPFile(const AMUTF8Char* launchUrl, AMU
       [&](LinuxDictionary& request) {
         uint32_t count = 0;
         while (args[count] != nullptr) ++count;
-        request.SetUInt(L"NumberOfArgs", count);
+        request.SetUInt(key::kNumberOfArgs, count);
         // Texts travel as their UTF-8 bytes, never converted.
-        if (launchUrl != nullptr) request.SetNarrowString(L"LaunchURL", launchUrl);
+        if (launchUrl != nullptr) request.SetNarrowString(key::kLaunchUrl, launchUrl);
         for (uint32_t i = 0; i < count; ++i) {
-          std::wostringstream key;
-          key << L"TrelkArg" << i;
-          request.SetNarrowString(key.str().c_str(), args[i]);
+          request.SetNarrowString(key::Indexed(key::kArgumentPrefix, i).c_str(), args[i]);
         }
       },
-      [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"currentStatus", status); });
+      [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kCurrentStatus, status); });
 }
 
 }  // namespace PalvonAuthManagerSDK

@@ -4,7 +4,8 @@
 #include "client/CClientCommLib.h"
 #include "client/ServiceCall.h"
 #include "impl/LinuxAMImplementation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 

@@ -6,7 +6,8 @@
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -48,21 +49,21 @@ AMResult LinuxAMImplementation::DetermineServerType(ConnectionHandle handle, con
   return op.InvalidHandleMessage(kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
-            request.SetUInt(L"AuthManagerHandle", handle);
-            request.SetWideString(L"serviceUrl", serverUrl);
+            request.SetUInt(key::kAuthManagerHandle, handle);
+            request.SetWideString(key::kServiceUrl, serverUrl);
           },
           [&](const LinuxDictionary& reply) {
             // Zero-filled and filled completely before it is handed out:
             // after a missing text the caller's pointer stays as it was.
             std::unique_ptr<AM_SERVER_INFO, ServerInfoRelease> info(CallocOne<AM_SERVER_INFO>());
-            (void)reply.GetUInt(L"serverType", &info->serverType);
+            (void)reply.GetUInt(key::kServerType, &info->serverType);
             if (info->serverType == kGatewayServerType) {
               AM_GATEWAY_INFO* gateway = CallocOne<AM_GATEWAY_INFO>();
               info->gatewayInfo = gateway;
-              gateway->friendlyName = CopyReplyText(reply, L"friendlyName");
-              gateway->logonPointUrl = CopyReplyText(reply, L"logonPointUrl");
-              (void)reply.GetUInt(L"amGatewayEdition", &gateway->amGatewayEdition);
-              (void)reply.GetUInt(L"amGatewayAuthType", &gateway->amGatewayAuthType);
+              gateway->friendlyName = CopyReplyText(reply, key::kFriendlyName);
+              gateway->logonPointUrl = CopyReplyText(reply, key::kLogonPointUrl);
+              (void)reply.GetUInt(key::kGatewayEdition, &gateway->amGatewayEdition);
+              (void)reply.GetUInt(key::kGatewayAuthType, &gateway->amGatewayAuthType);
             }
             *outServerInfo = info.release();
           });
@@ -88,13 +89,13 @@ AMResult LinuxAMImplementation::RetrieveGatewayDiscoveryData(ConnectionHandle ha
   return op.InvalidHandleMessage(kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
-            request.SetUInt(L"AuthManagerHandle", handle);
-            request.SetUInt(L"authenticationFlags", flags);
+            request.SetUInt(key::kAuthManagerHandle, handle);
+            request.SetUInt(key::kAuthenticationFlags, flags);
             PutGateway(request, *gatewayInfo, true);
           },
           [&](const LinuxDictionary& reply) {
-            *outDiscoveryData = CopyReplyText(reply, L"discoveryData");
-            (void)reply.GetUInt(L"amAuthenticationResult", outAuthenticationResult);
+            *outDiscoveryData = CopyReplyText(reply, key::kDiscoveryData);
+            (void)reply.GetUInt(key::kAuthenticationResult, outAuthenticationResult);
           });
 }
 
@@ -102,7 +103,7 @@ AMResult LinuxAMImplementation::LogOffGateway(ConnectionHandle handle, const AM_
   ServiceOperation op(sig::l1::kLogOffGateway, msg::kLogOffGateway);
   if (!ServiceOperation::Require(gatewayInfo, "LogOffGateway", "gatewayInfo")) return rc::kBadParameter;
   return op.InvalidHandleMessage(kInvalidConnection, handle).Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"AuthManagerHandle", handle);
+    request.SetUInt(key::kAuthManagerHandle, handle);
     PutGateway(request, *gatewayInfo, false);
   });
 }
@@ -111,8 +112,8 @@ AMResult LinuxAMImplementation::LogOffAuthService(ConnectionHandle handle, const
   ServiceOperation op(sig::l1::kLogOffAuthService, msg::kLogOffAuthService);
   if (!ServiceOperation::Require(authServiceUrl, "LogOffAuthService", "authServiceUrl")) return rc::kBadParameter;
   return op.InvalidHandleMessage(kInvalidContext, handle).Call([&](LinuxDictionary& request) {
-    request.SetUInt(L"AuthManagerHandle", handle);
-    request.SetWideString(L"serviceUrl", authServiceUrl);
+    request.SetUInt(key::kAuthManagerHandle, handle);
+    request.SetWideString(key::kServiceUrl, authServiceUrl);
   });
 }
 
@@ -126,10 +127,10 @@ AMResult LinuxAMImplementation::GetLogonStatus(ConnectionHandle handle, const AM
   return op.InvalidHandleMessage(kInvalidContext, handle)
       .Call(
           [&](LinuxDictionary& request) {
-            request.SetUInt(L"AuthManagerHandle", handle);
-            request.SetWideString(L"serviceUrl", authServiceUrl);
+            request.SetUInt(key::kAuthManagerHandle, handle);
+            request.SetWideString(key::kServiceUrl, authServiceUrl);
           },
-          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"logonStatus", outLogonStatus); });
+          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kLogonStatus, outLogonStatus); });
 }
 
 }  // namespace PalvonAuthManagerSDK

@@ -5,7 +5,8 @@
 
 #include "PalvonAuthManagerTracer.h"
 #include "client/ServiceCall.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
+#include "protocol/Keys.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -75,11 +76,11 @@ AMChar* CopyText(const wchar_t* text) {
 AMChar* CopyReplyText(const LinuxDictionary& reply, const wchar_t* key) { return CopyText(reply.GetString(key)); }
 
 void PutGateway(LinuxDictionary& request, const AM_GATEWAY_INFO& gateway, bool withRewriteRule) {
-  if (gateway.friendlyName != nullptr) request.SetWideString(L"friendlyName", gateway.friendlyName);
-  if (gateway.logonPointUrl != nullptr) request.SetWideString(L"logonPointUrl", gateway.logonPointUrl);
-  request.SetUInt(L"amGatewayEdition", gateway.amGatewayEdition);
-  request.SetUInt(L"amGatewayAuthType", gateway.amGatewayAuthType);
-  if (withRewriteRule) request.SetUInt(L"amGatewayReWriteRule", gateway.amGatewayReWriteRule);
+  if (gateway.friendlyName != nullptr) request.SetWideString(key::kFriendlyName, gateway.friendlyName);
+  if (gateway.logonPointUrl != nullptr) request.SetWideString(key::kLogonPointUrl, gateway.logonPointUrl);
+  request.SetUInt(key::kGatewayEdition, gateway.amGatewayEdition);
+  request.SetUInt(key::kGatewayAuthType, gateway.amGatewayAuthType);
+  if (withRewriteRule) request.SetUInt(key::kGatewayRewriteRule, gateway.amGatewayReWriteRule);
 }
 
 }  // namespace PalvonAuthManagerSDK

@@ -5,7 +5,8 @@
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -26,17 +27,16 @@ AMResult LinuxAMImplementation::GenerateTrampolineUrl(ConnectionHandle handle, c
   return op.InvalidHandleMessage(kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
-            request.SetWideString(L"serviceUrl", serviceUrl);
-            request.SetUInt(L"AuthManagerHandle", handle);
-            request.SetUInt(L"authenticationFlags", flags);
+            request.SetWideString(key::kServiceUrl, serviceUrl);
+            request.SetUInt(key::kAuthManagerHandle, handle);
+            request.SetUInt(key::kAuthenticationFlags, flags);
             if (optionalReferenceUrl != nullptr) {
-              // "optionale" is the key services read; kept on purpose.
-              request.SetWideString(L"optionaleReferenceUrl", optionalReferenceUrl);
+              request.SetWideString(key::kOptionalReferenceUrl, optionalReferenceUrl);
             }
           },
           [&](const LinuxDictionary& reply) {
-            *trampolineUrl = CopyReplyText(reply, L"trampolineUrl");
-            (void)reply.GetUInt(L"amAuthenticationResult", authenticationResult);
+            *trampolineUrl = CopyReplyText(reply, key::kTrampolineUrl);
+            (void)reply.GetUInt(key::kAuthenticationResult, authenticationResult);
           });
 }
 
@@ -49,8 +49,8 @@ AMResult LinuxAMImplementation::GetVersion(ConnectionHandle handle, AMChar** ver
   ServiceOperation op(sig::l1::kGetVersion, msg::kGetVersion);
   if (!ServiceOperation::Require(version, "GetVersion", "version")) return rc::kBadParameter;
   return op.InvalidHandleMessage(kInvalidConnection, handle)
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"AuthManagerHandle", handle); },
-            [&](const LinuxDictionary& reply) { *version = CopyReplyText(reply, L"version"); });
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kAuthManagerHandle, handle); },
+            [&](const LinuxDictionary& reply) { *version = CopyReplyText(reply, key::kVersion); });
 }
 
 AMResult LinuxAMImplementation::SetClientWindow(ConnectionHandle handle, AMWindowId window) {
@@ -60,14 +60,14 @@ AMResult LinuxAMImplementation::SetClientWindow(ConnectionHandle handle, AMWindo
   // instead.
   return op.Call([&](LinuxDictionary& request) {
     if (window == nullptr) throw std::invalid_argument("no window record");
-    request.SetUInt(L"AuthManagerHandle", handle);
-    request.SetUInt(L"winbottom", static_cast<uint32_t>(window->winbottom));
-    request.SetUInt(L"winleft", static_cast<uint32_t>(window->winleft));
-    request.SetUInt(L"winwidth", static_cast<uint32_t>(window->winwidth));
-    request.SetUInt(L"winheight", static_cast<uint32_t>(window->winheight));
-    if (window->winname != nullptr) request.SetWideString(L"winname", window->winname);
-    if (window->winid != nullptr) request.SetWideString(L"winid", window->winid);
-    if (window->winamName != nullptr) request.SetWideString(L"winamName", window->winamName);
+    request.SetUInt(key::kAuthManagerHandle, handle);
+    request.SetUInt(key::kWindowBottom, static_cast<uint32_t>(window->winbottom));
+    request.SetUInt(key::kWindowLeft, static_cast<uint32_t>(window->winleft));
+    request.SetUInt(key::kWindowWidth, static_cast<uint32_t>(window->winwidth));
+    request.SetUInt(key::kWindowHeight, static_cast<uint32_t>(window->winheight));
+    if (window->winname != nullptr) request.SetWideString(key::kWindowName, window->winname);
+    if (window->winid != nullptr) request.SetWideString(key::kWindowId, window->winid);
+    if (window->winamName != nullptr) request.SetWideString(key::kWindowAmName, window->winamName);
   });
 }
 

@@ -4,7 +4,8 @@
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -34,17 +35,17 @@ AMResult LinuxAMImplementation::CreateVpnAuthContext(ConnectionHandle handle, co
   return op.InvalidHandleMessage(kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
-            request.SetUInt(L"AuthManagerHandle", handle);
+            request.SetUInt(key::kAuthManagerHandle, handle);
             PutGateway(request, *gatewayInfo, false);
-            request.SetUInt(L"authenticationFlags", flags);
+            request.SetUInt(key::kAuthenticationFlags, flags);
           },
-          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(L"vpnauthcontexthandle", vpnAuthContextHandle); });
+          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kVpnContextHandle, vpnAuthContextHandle); });
 }
 
 AMResult LinuxAMImplementation::DestroyVpnAuthContext(VpnAuthContextHandle context) {
   return ServiceOperation(sig::l1::kDestroyVpnAuthContext, msg::kDestroyVpnAuthContext)
       .InvalidHandleMessage(kInvalidContext, context)
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"vpnauthcontexthandle", context); });
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kVpnContextHandle, context); });
 }
 
 AMResult LinuxAMImplementation::GetVpnAuthorizationInfo(VpnAuthContextHandle context,
@@ -54,14 +55,14 @@ AMResult LinuxAMImplementation::GetVpnAuthorizationInfo(VpnAuthContextHandle con
     return rc::kBadParameter;
   }
   return op.InvalidHandleMessage(kInvalidContext, context)
-      .Call([&](LinuxDictionary& request) { request.SetUInt(L"vpnauthcontexthandle", context); },
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kVpnContextHandle, context); },
             [&](const LinuxDictionary& reply) {
               // Filled completely before it is handed out: after a missing
               // text the caller's pointer stays as it was.
               std::unique_ptr<AM_VPN_AUTHORIZATION_INFO, VpnInfoRelease> info(new AM_VPN_AUTHORIZATION_INFO());
-              (void)reply.GetUInt(L"amAuthenticationResult", &info->amAuthenticationResult);
-              info->vpnauthorizationstr = CopyReplyText(reply, L"vpnauthorizationstr");
-              info->vpnsessionlogonpointurl = CopyReplyText(reply, L"vpnsessionlogonpointurl");
+              (void)reply.GetUInt(key::kAuthenticationResult, &info->amAuthenticationResult);
+              info->vpnauthorizationstr = CopyReplyText(reply, key::kVpnAuthorization);
+              info->vpnsessionlogonpointurl = CopyReplyText(reply, key::kVpnSessionLogonPointUrl);
               *vpnAuthorizationInfo = info.release();
             });
 }

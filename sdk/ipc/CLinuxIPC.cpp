@@ -9,14 +9,18 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
 #include "ipc/ForkGeneration.h"
 #include "ipc/OwnedFiles.h"
-#include "ipc/PipeDirectory.h"
+#include "PalvonAuthManagerTracer.h"
+#include "ipc/PipeFolder.h"
 #include "message/MessageCommon.h"
+#include "protocol/FrameCodec.h"
+#include "util/CSDKUtils.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -50,6 +54,14 @@ CLinuxIPC::CLinuxIPC(const std::string& name) : IIPC(name), generation_(ForkGene
 }
 
 CLinuxIPC::~CLinuxIPC() { CLinuxIPC::Close(); }
+
+std::string CLinuxIPC::getUserTmpDir() {
+  return FindPipeFolder([](PipeFolderNote note, const std::string& line) {
+    std::fprintf(stderr, "%s\n", line.c_str());
+    std::fflush(stderr);
+    if (note == PipeFolderNote::kProblem) CTracer::Err(L"%ls", CSDKUtils::WidenBytes(line).c_str());
+  });
+}
 
 int CLinuxIPC::OpenPipe(const std::string& path, bool create, dev_t& device, ino_t& inode) {
   if (path.empty()) return -1;
@@ -266,8 +278,7 @@ LinuxDictionary CLinuxIPC::Read() {
   if (closed_) throw std::runtime_error("descriptor error - closed?");
   uint8_t header[kMessagePrefixSize];
   ReadFully(header, sizeof header, false);
-  uint32_t bodyLength = 0;
-  std::memcpy(&bodyLength, header + 8, sizeof bodyLength);
+  const uint32_t bodyLength = wire::ReadEnvelope(header).bodyLength;
   if (bodyLength > kMaxReplyBodyLength) throw std::runtime_error("read error");
 
   // The buffer grows with the bytes that really arrive: a declared length

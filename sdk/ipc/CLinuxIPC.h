@@ -9,11 +9,12 @@
 #include <string>
 
 #include "ipc/IIPC.h"
+#include "protocol/WireFormat.h"
 
 namespace PalvonAuthManagerSDK {
 
 /** Largest reply body accepted from the service; a longer one is a read error. */
-constexpr uint32_t kMaxReplyBodyLength = 64u * 1024u * 1024u;
+constexpr uint32_t kMaxReplyBodyLength = wire::kMaxBodyLength;
 /** Wait budget of one read, in milliseconds, spent in 10 ms steps. */
 constexpr int kReadBudgetMs = 20000;
 constexpr int kReadStepMs = 10;
@@ -69,7 +70,10 @@ class CLinuxIPC : public IIPC {
   /** True in a child of fork(): the channel belongs to the parent process. */
   bool Inherited() const;
 
-  /** The pipe directory of the user, created on demand; never fails. */
+  /**
+   * The pipe folder of the user, created on demand (see FindPipeFolder); ""
+   * when there is none. Problems go to standard error and the trace.
+   */
   static std::string getUserTmpDir();
 
   const std::string& ReadPath() const { return readPath_; }
@@ -101,7 +105,6 @@ class CLinuxIPC : public IIPC {
   int epollFd_ = -1;  // edge-triggered watch over watchFd_
   std::atomic<bool> serviceLost_{false};
   const unsigned generation_;
-  bool listening_ = false;  // unused by the FIFO channel
   std::atomic<bool> closed_{false};
   std::atomic<bool> released_{false};
   // Bytes read from the reply pipe but not yet handed out: a small frame

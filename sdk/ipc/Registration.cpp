@@ -17,8 +17,9 @@
 #include "client/CClientCommLib.h"
 #include "ipc/CLinuxIPC.h"
 #include "ipc/OwnedFiles.h"
-#include "ipc/PipeDirectory.h"
-#include "message/MessageTypes.h"
+#include "ipc/PipeFolder.h"
+#include "protocol/FrameCodec.h"
+#include "protocol/Operations.h"
 #include "util/CSDKUtils.h"
 
 namespace PalvonAuthManagerSDK {
@@ -100,9 +101,7 @@ bool ManufactureIPCInfrastructure() {
 bool ClientIPCRegistration(int /*processId*/) {
   const MessageCommon record(msg::kRegistration, CurrentProcessId(), kMessagePrefixSize);
   uint8_t bytes[kMessagePrefixSize];
-  std::memcpy(bytes, &record.messageType, 4);
-  std::memcpy(bytes + 4, &record.processId, 4);
-  std::memcpy(bytes + 8, &record.bodyLength, 4);
+  wire::WriteEnvelope(bytes, wire::Envelope{record.messageType, record.processId, record.bodyLength});
 
   const std::string directory = CLinuxIPC::getUserTmpDir();
   const std::string path = directory.empty() ? std::string() : directory + "/" + kRegistrationPipeName;

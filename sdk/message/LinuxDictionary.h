@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "MessageCommon.h"
+#include "protocol/FrameCodec.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -63,9 +64,10 @@ class LinuxDictionary {
   /**
    * Decodes the held encoding into the envelope and maps. Decoding is bounded
    * by the encoding's length: it stops at the end record, at an unknown item
-   * type, or before the first record that is truncated or unterminated.
+   * type, or before the first record that is truncated or unterminated; the
+   * values before that point are kept, and the status says how it ended.
    */
-  void Deserialize();
+  wire::DecodeStatus Deserialize();
 
   /** Takes ownership of a malloc'ed frame as the held encoding (not marked valid). */
   void AdoptEncoding(uint8_t* buffer, uint32_t length) noexcept;

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 
+#include "protocol/WireFormat.h"
+
 namespace PalvonAuthManagerSDK {
 
 /** Size of the encoded envelope that starts every frame. */
-constexpr uint32_t kMessagePrefixSize = 12;
+constexpr uint32_t kMessagePrefixSize = wire::kEnvelopeSize;
 /** Message type of a default envelope and of registration records. */
 constexpr uint32_t kNoMessageType = 0xFFFFFFFFu;
 

@@ -8,6 +8,8 @@
 #include <ctime>
 #include <stdexcept>
 
+#include "protocol/PipeNames.h"
+
 namespace PalvonAuthManagerSDK {
 
 std::wstring CSDKUtils::WidenBytes(const std::string& text) {
@@ -59,7 +61,7 @@ std::wstring CSDKUtils::GetLocalAppDataFolder() {
 }
 
 std::wstring CSDKUtils::GetAMLocalAppDataFolder() {
-  std::wstring folder = GetLocalAppDataFolder() + L"/.RZPClient/logs";
+  std::wstring folder = WidenBytes(TraceFolder(StringToUTF8(GetLocalAppDataFolder())));
   (void)mkdir(StringToUTF8(folder).c_str(), 0775);
   return folder;
 }

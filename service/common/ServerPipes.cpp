@@ -13,8 +13,8 @@
 #include <cstring>
 
 #include "ipc/OwnedFiles.h"
-#include "ipc/PipeDirectory.h"
-#include "message/MessageTypes.h"
+#include "ipc/PipeFolder.h"
+#include "protocol/Operations.h"
 
 namespace pam_service {
 

@@ -12,7 +12,8 @@
 #include "daemon/Log.h"
 #include "daemon/Operations.h"
 #include "daemon/Text.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
+#include "protocol/ResultCodes.h"
 
 namespace palvonauthd {
 

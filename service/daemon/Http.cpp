@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "daemon/Codes.h"
-#include "message/MessageTypes.h"
+#include "protocol/ResultCodes.h"
 
 namespace palvonauthd {
 

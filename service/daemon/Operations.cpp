@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
 
 namespace palvonauthd {
 

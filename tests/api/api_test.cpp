@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
 #include "support/ChildProcess.h"
 #include "support/TempHome.h"
 #include "support/TestService.h"

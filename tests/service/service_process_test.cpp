@@ -19,7 +19,7 @@
 
 #include "PalvonAuthManager.h"
 #include "ipc/CLinuxIPC.h"
-#include "ipc/PipeDirectory.h"
+#include "ipc/PipeFolder.h"
 #include "message/LinuxDictionary.h"
 #include "support/ChildProcess.h"
 #include "support/ServiceHarness.h"

@@ -8,7 +8,7 @@
 
 #include "common/ServerPipes.h"
 #include "ipc/CLinuxIPC.h"
-#include "message/MessageTypes.h"
+#include "protocol/Operations.h"
 
 namespace pam_test {
 

@@ -1,7 +1,4 @@
-// The per-user pipe directory shared by the service and all its clients:
-// $HOME/.RZPClient/.tmp, falling back to /tmp/<user>. A folder is used only
-// when it is private to the user (see OwnedFiles.h); "/tmp" itself never is.
-#include "ipc/PipeDirectory.h"
+#include "ipc/PipeFolder.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -9,15 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "PalvonAuthManagerTracer.h"
-#include "ipc/CLinuxIPC.h"
 #include "ipc/OwnedFiles.h"
-#include "util/CSDKUtils.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -48,17 +41,9 @@ std::string UserName() {
   return user != nullptr && user->pw_name != nullptr ? user->pw_name : "";
 }
 
-bool MakeDirectory(const std::string& path) { return mkdir(path.c_str(), 0700) == 0 || errno == EEXIST; }
-
-void Report(const std::string& line) {
-  std::fprintf(stderr, "%s\n", line.c_str());
-  std::fflush(stderr);
-  CTracer::Err(L"%ls", CSDKUtils::WidenBytes(line).c_str());
-}
-
 // Creates `path` if needed and keeps it only when it is private to the user.
 bool UsableFolder(const std::string& path, std::string& why) {
-  if (!MakeDirectory(path)) {
+  if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
     char text[256];
     why = strerror_r(errno, text, sizeof text);
     return false;
@@ -68,31 +53,24 @@ bool UsableFolder(const std::string& path, std::string& why) {
 
 }  // namespace
 
-std::string ClientChannelName(uint32_t processId) { return ".AuthManager" + std::to_string(processId); }
-
-std::string CLinuxIPC::getUserTmpDir() {
-  // An empty HOME is no home at all (never "/").
+std::string FindPipeFolder(const PipeFolderReport& report) {
   const std::string home = HomeDirectory();
-  if (!home.empty()) {
+  for (const std::vector<std::string>& candidate : PipeFolderCandidates(home, UserName())) {
     std::string why;
-    const std::string rzpHome = home + "/.RZPClient";
-    const std::string result = rzpHome + "/.tmp";
-    if (UsableFolder(rzpHome, why) && UsableFolder(result, why)) return result;
-    // The historical line, kept byte for byte (no separator before "Falling").
-    std::fprintf(stderr,
-                 "Failed to create rzpHome directory inside user home directory. %sFalling to /tmp directory\n",
-                 why.c_str());
-    std::fflush(stderr);
+    bool usable = true;
+    for (const std::string& folder : candidate) {
+      usable = usable && UsableFolder(folder, why);
+    }
+    if (usable) return candidate.back();
+    if (candidate.front() == ClientDataFolder(home)) {
+      // The historical line, kept byte for byte (no separator before "Falling").
+      report(PipeFolderNote::kFallback, "Failed to create rzpHome directory inside user home directory. " + why +
+                                            "Falling to /tmp directory");
+    } else {
+      report(PipeFolderNote::kProblem, "Pipe folder " + candidate.back() + " is not used: " + why);
+    }
   }
-  const std::string user = UserName();
-  if (!user.empty() && user.find('/') == std::string::npos && user != "." && user != "..") {
-    const std::string fallback = "/tmp/" + user;
-    std::string why;
-    if (UsableFolder(fallback, why)) return fallback;
-    Report("Pipe folder " + fallback + " is not used: " + why);
-  }
-  // "/tmp" itself is shared with every user and never private: no folder.
-  Report("No private pipe folder: set HOME to a home directory of this user");
+  report(PipeFolderNote::kProblem, "No private pipe folder: set HOME to a home directory of this user");
   return std::string();
 }
 

@@ -1,11 +1,16 @@
-#ifndef PALVON_SDK_MESSAGE_WIREFORMAT_H
-#define PALVON_SDK_MESSAGE_WIREFORMAT_H
+#ifndef PALVON_SDK_PROTOCOL_WIREFORMAT_H
+#define PALVON_SDK_PROTOCOL_WIREFORMAT_H
 
 #include <cstddef>
 #include <cstdint>
 
 namespace PalvonAuthManagerSDK {
 namespace wire {
+
+/** Size of the envelope that starts every frame: type, process id, body length. */
+constexpr size_t kEnvelopeSize = 12;
+/** Largest frame body either side accepts; a longer announced body is refused unread. */
+constexpr uint32_t kMaxBodyLength = 64u * 1024u * 1024u;
 
 /** Item types of the record area. */
 enum ItemType : uint8_t {
