@@ -5,39 +5,41 @@
 #include <vector>
 
 #include "message/LinuxDictionary.h"
+#include "protocol/Keys.h"
 
 namespace {
 
 using PalvonAuthManagerSDK::LinuxDictionary;
 using PalvonAuthManagerSDK::MessageCommon;
+namespace key = PalvonAuthManagerSDK::key;
 
 constexpr uint32_t kPid = 4242;
 
 // A trampoline-URL request: five values, three of them wide texts.
 LinuxDictionary TypicalRequest() {
   LinuxDictionary d(MessageCommon(31, kPid));
-  d.SetUInt(L"AuthManagerHandle", 7);
-  d.SetWideString(L"serviceUrl", L"https://apps.example.com/portal/index.html");
-  d.SetUInt(L"authenticationFlags", 1);
-  d.SetWideString(L"optionaleReferenceUrl", L"https://apps.example.com/");
-  d.SetWideString(L"connectionName", L"main connection");
+  d.SetUInt(key::kAuthManagerHandle, 7);
+  d.SetWideString(key::kServiceUrl, L"https://apps.example.com/portal/index.html");
+  d.SetUInt(key::kAuthenticationFlags, 1);
+  d.SetWideString(key::kOptionalReferenceUrl, L"https://apps.example.com/");
+  d.SetWideString(key::kConnectionName, L"main connection");
   return d;
 }
 
 // An HTTP response reply: ten values mixing numbers, texts and a small body.
 LinuxDictionary TypicalReply() {
   LinuxDictionary d(MessageCommon(276, kPid));
-  d.SetUInt(L"return", 0);
+  d.SetUInt(key::kReturn, 0);
   d.SetUInt(L"httpStatusCode", 200);
   d.SetWideString(L"reasonPhrase", L"OK");
-  d.SetUInt(L"trustFailureFlags", 0);
+  d.SetUInt(key::kTrustFailureFlags, 0);
   d.SetWideString(L"header0", L"Content-Type: text/html; charset=utf-8");
   d.SetWideString(L"header1", L"Cache-Control: no-cache");
   d.SetUInt(L"numberOfHeaders", 2);
   d.SetUInt(L"numBytesRead", 256);
-  d.SetWideString(L"trampolineUrl", L"https://gateway.example.com/t/abcdef0123456789");
+  d.SetWideString(key::kTrampolineUrl, L"https://gateway.example.com/t/abcdef0123456789");
   const std::vector<unsigned char> body(256, 0x5A);
-  d.SetBuffer(L"amByteData", body.data(), static_cast<unsigned int>(body.size()));
+  d.SetBuffer(key::kByteData, body.data(), static_cast<unsigned int>(body.size()));
   return d;
 }
 

@@ -50,8 +50,8 @@ std::vector<uint8_t> Encode(LinuxDictionary& message) {
 
 std::vector<uint8_t> ReplyFrame(uint32_t type, uint32_t pid) {
   LinuxDictionary reply(MessageCommon(type, pid));
-  reply.SetUInt(L"return", 0);
-  reply.SetUInt(L"version", 2);
+  reply.SetUInt(key::kReturn, 0);
+  reply.SetUInt(key::kVersion, 2);
   return Encode(reply);
 }
 
@@ -213,7 +213,7 @@ void BM_LibraryMakeCall(benchmark::State& state) {
   for (auto _ : state) {
     LinuxDictionary reply = channel->MakeCall(request);
     unsigned int version = 0;
-    if (!reply.GetUInt(L"version", &version) || version != 2) {
+    if (!reply.GetUInt(key::kVersion, &version) || version != 2) {
       state.SkipWithError("unexpected reply");
       break;
     }

@@ -24,6 +24,7 @@
 #include "impl/LinuxAMImplementationV2.h"
 #include "ipc/CLinuxIPC.h"
 #include "protocol/ResultCodes.h"
+#include "protocol/Keys.h"
 
 namespace {
 
@@ -171,7 +172,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   reply.AdoptEncoding(copy, static_cast<uint32_t>(frame.size()));
   reply.Deserialize();
   unsigned int result = 0;
-  if (reply.GetUInt(L"return", &result) && result == rc::kBusy) return 0;
+  if (reply.GetUInt(key::kReturn, &result) && result == rc::kBusy) return 0;
 
   Check(write(g_replyFd, frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()));
   Run(kOperations[data[0] % 37]);

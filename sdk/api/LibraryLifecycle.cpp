@@ -15,6 +15,7 @@
 #include "ipc/ForkGeneration.h"
 #include "ipc/Registration.h"
 #include "protocol/ResultCodes.h"
+#include "util/TraceTexts.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -110,7 +111,7 @@ PALVONAUTHMANAGER_EXPORT AMResult PalvonAuthManager_Initialize(void) {
   try {
     return InitializeFirst();
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
+    CTracer::Err(text::kUnexpectedException);
     return rc::kIpcSetupFailed;
   }
 }

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "ipc/CLinuxIPC.h"
+#include "protocol/Keys.h"
 #include "protocol/ResultCodes.h"
 
 namespace PalvonAuthManagerSDK {
@@ -37,8 +38,6 @@ CClientCommLib::CClientCommLib(const char* pipeName) {
   (void)channel->Connect(0, false);
   ipc_ = std::move(channel);
 }
-
-CClientCommLib::CClientCommLib(std::unique_ptr<IIPC> ipc) : ipc_(std::move(ipc)) {}
 
 CClientCommLib::~CClientCommLib() = default;
 
@@ -85,7 +84,7 @@ void CClientCommLib::PrintResponse() {
   assert(reply_ && "px != 0");
   if (!reply_) return;
   unsigned int result = 0;
-  (void)reply_->GetUInt(L"AMResult", &result);
+  (void)reply_->GetUInt(key::kAMResult, &result);
 }
 
 void CClientCommLib::Close() {

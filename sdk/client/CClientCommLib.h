@@ -20,8 +20,6 @@ class CClientCommLib {
  public:
   /** Creates the pipe pair <pipe directory>/<pipeName>{Read,Write} and opens it. */
   explicit CClientCommLib(const char* pipeName);
-  /** Takes an already built channel (used by tests). */
-  explicit CClientCommLib(std::unique_ptr<IIPC> ipc);
   virtual ~CClientCommLib();
   CClientCommLib(const CClientCommLib&) = delete;
   CClientCommLib& operator=(const CClientCommLib&) = delete;

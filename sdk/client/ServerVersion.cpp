@@ -5,6 +5,7 @@
 #include "client/ServiceCall.h"
 #include "protocol/Operations.h"
 #include "protocol/ResultCodes.h"
+#include "util/TraceTexts.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -20,7 +21,7 @@ AMResult GetServerSDKVersion(AMUint* version) {
     const LinuxDictionary reply = CallUntilNotBusy(request, result);
     if (result == rc::kSuccess) (void)reply.GetUInt(key::kVersion, version);
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
+    CTracer::Err(text::kUnexpectedException);
     result = rc::kCommunicationFailure;
   }
   CTracer::TraceMethodExit(sig::kGetServerSDKVersion, result);

@@ -1,4 +1,8 @@
-// Connections: create, destroy, clear credentials, cancel calls, log off.
+// Connections: create, destroy, clear credentials, cancel calls, log off;
+// the service's version text, the client window and the release of texts
+// handed out.
+#include <stdexcept>
+
 #include "api/SignatureTexts.h"
 #include "impl/LinuxAMImplementation.h"
 #include "impl/ServiceOperation.h"
@@ -9,12 +13,11 @@ namespace PalvonAuthManagerSDK {
 
 namespace {
 
-constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
 
 // The four connection actions differ only in message type and signature.
 AMResult ConnectionAction(const char* signature, uint32_t type, ConnectionHandle handle) {
   return ServiceOperation(signature, type)
-      .InvalidHandleMessage(kInvalidConnection, handle)
+      .InvalidHandleMessage(text::kInvalidConnection, handle)
       .Call([&](LinuxDictionary& request) { request.SetUInt(key::kAuthManagerHandle, handle); });
 }
 
@@ -49,6 +52,37 @@ AMResult LinuxAMImplementation::CancelAllCalls(ConnectionHandle handle) {
 
 AMResult LinuxAMImplementation::LogOff(ConnectionHandle handle) {
   return ConnectionAction(sig::l1::kLogOff, msg::kLogOff, handle);
+}
+
+AMResult LinuxAMImplementation::GetVersion(ConnectionHandle handle, AMChar** version) {
+  ServiceOperation op(sig::l1::kGetVersion, msg::kGetVersion);
+  if (!ServiceOperation::Require(version, "GetVersion", "version")) return rc::kBadParameter;
+  return op.InvalidHandleMessage(text::kInvalidConnection, handle)
+      .Call([&](LinuxDictionary& request) { request.SetUInt(key::kAuthManagerHandle, handle); },
+            [&](const LinuxDictionary& reply) { *version = CopyReplyText(reply, key::kVersion); });
+}
+
+AMResult LinuxAMImplementation::SetClientWindow(ConnectionHandle handle, AMWindowId window) {
+  ServiceOperation op(sig::l1::kSetClientWindow, msg::kSetClientWindow);
+  op.InvalidHandleMessage(text::kInvalidConnection, handle).ExceptionMessage(L"Unexpected exception caught.");
+  // A null record would be read through; it is reported as a failed call
+  // instead.
+  return op.Call([&](LinuxDictionary& request) {
+    if (window == nullptr) throw std::invalid_argument("no window record");
+    request.SetUInt(key::kAuthManagerHandle, handle);
+    request.SetUInt(key::kWindowBottom, static_cast<uint32_t>(window->winbottom));
+    request.SetUInt(key::kWindowLeft, static_cast<uint32_t>(window->winleft));
+    request.SetUInt(key::kWindowWidth, static_cast<uint32_t>(window->winwidth));
+    request.SetUInt(key::kWindowHeight, static_cast<uint32_t>(window->winheight));
+    if (window->winname != nullptr) request.SetWideString(key::kWindowName, window->winname);
+    if (window->winid != nullptr) request.SetWideString(key::kWindowId, window->winid);
+    if (window->winamName != nullptr) request.SetWideString(key::kWindowAmName, window->winamName);
+  });
+}
+
+AMResult LinuxAMImplementation::FreeString(AMChar* text) {
+  delete[] text;
+  return rc::kSuccess;
 }
 
 }  // namespace PalvonAuthManagerSDK

@@ -6,6 +6,7 @@
 #include "impl/LinuxAMImplementation.h"
 #include "protocol/Operations.h"
 #include "protocol/ResultCodes.h"
+#include "util/TraceTexts.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -18,7 +19,7 @@ AMResult SendLifecycleMessage(uint32_t type, const char* signature) {
     LinuxDictionary request(MessageCommon(type, CurrentProcessId()));
     (void)CallUntilNotBusy(request, result);
   } catch (...) {
-    CTracer::Err(L"Unexpected exception chaught.");  // "chaught" is the trace text as fixed; kept on purpose
+    CTracer::Err(text::kUnexpectedException);
     result = rc::kCommunicationFailure;
   }
   return result;

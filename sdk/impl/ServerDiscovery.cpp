@@ -1,4 +1,4 @@
-// Server type, gateway discovery, logon status and log-off.
+// Server type and gateway discovery.
 #include <cstdlib>
 #include <memory>
 
@@ -12,9 +12,6 @@
 namespace PalvonAuthManagerSDK {
 
 namespace {
-constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
-// Deliberately the request-context wording, although a connection is meant.
-constexpr const wchar_t* kInvalidContext = L"Invalid request context handle %u.";
 constexpr uint32_t kGatewayServerType = 2;
 
 template <typename T>
@@ -46,7 +43,7 @@ AMResult LinuxAMImplementation::DetermineServerType(ConnectionHandle handle, con
       !ServiceOperation::Require(serverUrl, "DetermineServerType", "serverUrl")) {
     return rc::kBadParameter;
   }
-  return op.InvalidHandleMessage(kInvalidConnection, handle)
+  return op.InvalidHandleMessage(text::kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
             request.SetUInt(key::kAuthManagerHandle, handle);
@@ -86,7 +83,7 @@ AMResult LinuxAMImplementation::RetrieveGatewayDiscoveryData(ConnectionHandle ha
                                  "outAuthenticationResult")) {
     return rc::kBadParameter;
   }
-  return op.InvalidHandleMessage(kInvalidConnection, handle)
+  return op.InvalidHandleMessage(text::kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
             request.SetUInt(key::kAuthManagerHandle, handle);
@@ -97,40 +94,6 @@ AMResult LinuxAMImplementation::RetrieveGatewayDiscoveryData(ConnectionHandle ha
             *outDiscoveryData = CopyReplyText(reply, key::kDiscoveryData);
             (void)reply.GetUInt(key::kAuthenticationResult, outAuthenticationResult);
           });
-}
-
-AMResult LinuxAMImplementation::LogOffGateway(ConnectionHandle handle, const AM_GATEWAY_INFO* gatewayInfo) {
-  ServiceOperation op(sig::l1::kLogOffGateway, msg::kLogOffGateway);
-  if (!ServiceOperation::Require(gatewayInfo, "LogOffGateway", "gatewayInfo")) return rc::kBadParameter;
-  return op.InvalidHandleMessage(kInvalidConnection, handle).Call([&](LinuxDictionary& request) {
-    request.SetUInt(key::kAuthManagerHandle, handle);
-    PutGateway(request, *gatewayInfo, false);
-  });
-}
-
-AMResult LinuxAMImplementation::LogOffAuthService(ConnectionHandle handle, const AMChar* authServiceUrl) {
-  ServiceOperation op(sig::l1::kLogOffAuthService, msg::kLogOffAuthService);
-  if (!ServiceOperation::Require(authServiceUrl, "LogOffAuthService", "authServiceUrl")) return rc::kBadParameter;
-  return op.InvalidHandleMessage(kInvalidContext, handle).Call([&](LinuxDictionary& request) {
-    request.SetUInt(key::kAuthManagerHandle, handle);
-    request.SetWideString(key::kServiceUrl, authServiceUrl);
-  });
-}
-
-AMResult LinuxAMImplementation::GetLogonStatus(ConnectionHandle handle, const AMChar* authServiceUrl,
-                                               AMLogonStatus* outLogonStatus) {
-  ServiceOperation op(sig::l1::kGetLogonStatus, msg::kGetLogonStatus);
-  if (!ServiceOperation::Require(authServiceUrl, "GetLogonStatus", "authServiceUrl") ||
-      !ServiceOperation::Require(outLogonStatus, "GetLogonStatus", "outLogonStatus")) {
-    return rc::kBadParameter;
-  }
-  return op.InvalidHandleMessage(kInvalidContext, handle)
-      .Call(
-          [&](LinuxDictionary& request) {
-            request.SetUInt(key::kAuthManagerHandle, handle);
-            request.SetWideString(key::kServiceUrl, authServiceUrl);
-          },
-          [&](const LinuxDictionary& reply) { (void)reply.GetUInt(key::kLogonStatus, outLogonStatus); });
 }
 
 }  // namespace PalvonAuthManagerSDK

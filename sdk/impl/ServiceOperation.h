@@ -5,6 +5,7 @@
 
 #include "PalvonAuthManager.h"
 #include "message/LinuxDictionary.h"
+#include "util/TraceTexts.h"
 
 namespace PalvonAuthManagerSDK {
 
@@ -53,8 +54,7 @@ class ServiceOperation {
   uint32_t messageType_;
   const wchar_t* invalidHandleFormat_ = nullptr;
   uint32_t invalidHandle_ = 0;
-  // "chaught" is the trace text as fixed; kept on purpose.
-  const wchar_t* exceptionFormat_ = L"Unexpected exception chaught.";
+  const wchar_t* exceptionFormat_ = text::kUnexpectedException;
   uint32_t exceptionHandle_ = 0;
   bool exceptionAtMessageLevel_ = false;
   OnReply onReply_;

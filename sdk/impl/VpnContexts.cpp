@@ -10,8 +10,6 @@
 namespace PalvonAuthManagerSDK {
 
 namespace {
-constexpr const wchar_t* kInvalidConnection = L"Invalid connection handle %u.";
-constexpr const wchar_t* kInvalidContext = L"Invalid request context handle %u.";
 
 // Releases an authorization record and the texts it holds (null ones included).
 struct VpnInfoRelease {
@@ -32,7 +30,7 @@ AMResult LinuxAMImplementation::CreateVpnAuthContext(ConnectionHandle handle, co
       !ServiceOperation::Require(vpnAuthContextHandle, "CreateVpnAuthContext", "vpnAuthContextHandle")) {
     return rc::kBadParameter;
   }
-  return op.InvalidHandleMessage(kInvalidConnection, handle)
+  return op.InvalidHandleMessage(text::kInvalidConnection, handle)
       .Call(
           [&](LinuxDictionary& request) {
             request.SetUInt(key::kAuthManagerHandle, handle);
@@ -44,7 +42,7 @@ AMResult LinuxAMImplementation::CreateVpnAuthContext(ConnectionHandle handle, co
 
 AMResult LinuxAMImplementation::DestroyVpnAuthContext(VpnAuthContextHandle context) {
   return ServiceOperation(sig::l1::kDestroyVpnAuthContext, msg::kDestroyVpnAuthContext)
-      .InvalidHandleMessage(kInvalidContext, context)
+      .InvalidHandleMessage(text::kInvalidContext, context)
       .Call([&](LinuxDictionary& request) { request.SetUInt(key::kVpnContextHandle, context); });
 }
 
@@ -54,7 +52,7 @@ AMResult LinuxAMImplementation::GetVpnAuthorizationInfo(VpnAuthContextHandle con
   if (!ServiceOperation::Require(vpnAuthorizationInfo, "GetVpnAuthorizationInfo", "vpnAuthorizationInfo")) {
     return rc::kBadParameter;
   }
-  return op.InvalidHandleMessage(kInvalidContext, context)
+  return op.InvalidHandleMessage(text::kInvalidContext, context)
       .Call([&](LinuxDictionary& request) { request.SetUInt(key::kVpnContextHandle, context); },
             [&](const LinuxDictionary& reply) {
               // Filled completely before it is handed out: after a missing
