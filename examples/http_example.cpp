@@ -8,7 +8,10 @@
 // answer: status line, header lines and the body, read in chunks until an
 // empty read marks its end. Exit status: 0 when a response was read, 1 when a
 // library call failed, 2 on wrong usage.
+#include <utf8.h>
+
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -21,28 +24,12 @@ namespace {
 constexpr AMUint kChunkSize = 16 * 1024;
 
 // The library speaks UTF-32 wide text; the command line and the terminal
-// speak UTF-8.
+// speak UTF-8. utfcpp converts, with U+FFFD for anything ill-formed.
 std::wstring FromUtf8(const std::string& text) {
+  std::string valid;
+  utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid));
   std::wstring out;
-  size_t i = 0;
-  while (i < text.size()) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    const size_t extra = lead < 0x80 ? 0 : lead >= 0xF0 ? 3 : lead >= 0xE0 ? 2 : lead >= 0xC0 ? 1 : 4;
-    bool valid = extra < 4 && i + extra < text.size();
-    uint32_t code = extra == 0 ? lead : lead & (0x3Fu >> extra);
-    for (size_t k = 1; valid && k <= extra; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      valid = (next & 0xC0) == 0x80;
-      code = (code << 6) | (next & 0x3Fu);
-    }
-    if (!valid) {
-      out += static_cast<wchar_t>(0xFFFD);  // stray or truncated byte
-      ++i;
-      continue;
-    }
-    out += static_cast<wchar_t>(code);
-    i += extra + 1;
-  }
+  utf8::utf8to32(valid.begin(), valid.end(), std::back_inserter(out));
   return out;
 }
 
@@ -50,21 +37,8 @@ std::string ToUtf8(const AMChar* text) {
   std::string out;
   for (; text != nullptr && *text != 0; ++text) {
     const auto c = static_cast<uint32_t>(*text);
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
+    const bool scalar = c <= 0x10FFFF && (c < 0xD800 || c > 0xDFFF);
+    utf8::append(scalar ? c : 0xFFFDu, std::back_inserter(out));
   }
   return out;
 }

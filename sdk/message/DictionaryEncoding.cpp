@@ -113,12 +113,10 @@ const uint8_t* LinuxDictionary::Serialize(bool useCache) {
 
 DecodeStatus LinuxDictionary::Deserialize() {
   if (encodedBuffer_ == nullptr) return DecodeStatus::kShortEnvelope;
-  intValues_.clear();
-  uintValues_.clear();
-  byteValues_.clear();
-  narrowStringValues_.clear();
-  wideStringValues_.clear();
-  bufferValues_.clear();
+  // Decoding leaves the held encoding as valid as it was.
+  const bool valid = encodingValid_;
+  ClearValues();
+  encodingValid_ = valid;
   if (encodedLength_ >= kEnvelopeSize) {
     const Envelope envelope = ReadEnvelope(encodedBuffer_);
     header_ = MessageCommon(envelope.messageType, envelope.processId, envelope.bodyLength);

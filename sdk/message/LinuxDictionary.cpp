@@ -76,16 +76,11 @@ LinuxDictionary& LinuxDictionary::operator=(LinuxDictionary&& other) noexcept {
     header_ = other.header_;
     encodedBuffer_ = other.encodedBuffer_;
     encodedLength_ = other.encodedLength_;
-    encodingValid_ = other.encodingValid_;
-    intValues_ = std::move(other.intValues_);
-    uintValues_ = std::move(other.uintValues_);
-    byteValues_ = std::move(other.byteValues_);
-    narrowStringValues_ = std::move(other.narrowStringValues_);
-    wideStringValues_ = std::move(other.wideStringValues_);
-    bufferValues_ = std::move(other.bufferValues_);
+    const bool valid = other.encodingValid_;
+    TakeValuesFrom(std::move(other));
+    encodingValid_ = valid;
     other.encodedBuffer_ = nullptr;
     other.encodedLength_ = 0;
-    other.encodingValid_ = false;
   }
   return *this;
 }
