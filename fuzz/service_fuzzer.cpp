@@ -12,10 +12,11 @@
 #include <vector>
 
 #include "common/ServerPipes.h"
-#include "daemon/Codes.h"
 #include "daemon/Config.h"
 #include "daemon/Dispatcher.h"
 #include "daemon/Log.h"
+#include "daemon/MessageValues.h"
+#include "daemon/ServiceCodes.h"
 
 namespace {
 
@@ -76,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       framed += raw.size();
       LinuxDictionary reply = dispatcher.Answer(request);
       unsigned int result = 0;
-      Check(reply.GetUInt(L"return", &result) && reply.Serialize(true) != nullptr);
+      Check(reply.GetUInt(pd::key::kReturn, &result) && reply.Serialize(true) != nullptr);
       (void)pd::DescribeValues(request), (void)pd::DescribeValues(reply);
     }
   }

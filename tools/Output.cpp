@@ -1,13 +1,17 @@
 #include "Output.h"
 
-#include "Text.h"
+#include "util/Utf8.h"
 
 namespace palvonauth {
 
+namespace {
+
+// Escapes UTF-8 for a JSON string (without the quotes); ill-formed bytes
+// become U+FFFD.
 std::string JsonEscape(std::string_view utf8) {
   std::string clean;
-  if (!IsValidUtf8(utf8)) {
-    clean = WideToUtf8(Utf8ToWide(utf8));
+  if (!PalvonAuthManagerSDK::IsValidUtf8(utf8)) {
+    clean = PalvonAuthManagerSDK::ToUtf8(PalvonAuthManagerSDK::FromUtf8(utf8));
     utf8 = clean;
   }
   static const char kHex[] = "0123456789abcdef";
@@ -50,7 +54,6 @@ std::string JsonEscape(std::string_view utf8) {
   return out;
 }
 
-namespace {
 const char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 void EncodeTriple(std::string& out, unsigned char a, unsigned char b, unsigned char c) {

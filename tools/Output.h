@@ -17,9 +17,6 @@ namespace palvonauth {
 
 enum class Format { kText, kJson };
 
-/** Escapes UTF-8 for a JSON string (without the quotes); ill-formed bytes become U+FFFD. */
-std::string JsonEscape(std::string_view utf8);
-
 /** Base64 (RFC 4648, with padding) fed in pieces of any size. */
 class Base64Encoder {
  public:
@@ -61,8 +58,6 @@ class Output {
   void Unwind();
   /** Closes every open record and flushes; false when anything could not be written. */
   bool Finish();
-  /** True once Finish() has run. */
-  bool Finished() const { return finished_; }
 
  private:
   struct Frame {

@@ -1,7 +1,12 @@
 #include "Progress.h"
 
+#include <string>
+
 namespace palvonauth {
 
+namespace {
+
+// "512 B", "64.0 KiB", "1.5 MiB", "2.0 GiB".
 std::string FormatBytes(uint64_t bytes) {
   static const char* const kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
   if (bytes < 1024) return std::to_string(bytes) + " B";
@@ -15,6 +20,8 @@ std::string FormatBytes(uint64_t bytes) {
   std::snprintf(text, sizeof text, "%.1f %s", value, kUnits[unit]);
   return text;
 }
+
+}  // namespace
 
 Progress::Progress(std::FILE* stream, bool enabled, uint64_t total, uint64_t threshold)
     : stream_(stream),

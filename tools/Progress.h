@@ -7,12 +7,8 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <string>
 
 namespace palvonauth {
-
-/** "512 B", "64.0 KiB", "1.5 MiB", "2.0 GiB". */
-std::string FormatBytes(uint64_t bytes);
 
 class Progress {
  public:

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <exception>
 
+#include "Errors.h"
+#include "LibrarySession.h"
 #include "Output.h"
-#include "Session.h"
 #include "commands/Commands.h"
+#include "protocol/PipeNames.h"
 
 using namespace palvonauth;
 
@@ -22,8 +24,9 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.fallthrough();
   app.add_flag("--json", tool.options.json, "Machine-readable output: one JSON object");
-  app.add_flag("--trace", tool.options.trace,
-               "Have the library write a trace file in $HOME/.RZPClient/logs and print its path");
+  app.add_flag(
+      "--trace", tool.options.trace,
+      "Have the library write a trace file in " + PalvonAuthManagerSDK::TraceFolder("$HOME") + " and print its path");
   app.add_option("--wait", tool.options.waitSeconds,
                  "Seconds to wait for the service to take the registration (0: without limit)")
       ->check(CLI::NonNegativeNumber)

@@ -13,27 +13,23 @@
 #include <cstring>
 
 #include "ipc/OwnedFiles.h"
-#include "ipc/PipeFolder.h"
+#include "protocol/Keys.h"
 #include "protocol/Operations.h"
+#include "protocol/PipeNames.h"
 
 namespace pam_service {
 
 using PalvonAuthManagerSDK::LinuxDictionary;
 using PalvonAuthManagerSDK::MessageCommon;
+namespace wire = PalvonAuthManagerSDK::wire;
 
 namespace {
 
-constexpr size_t kPrefix = PalvonAuthManagerSDK::kMessagePrefixSize;
+constexpr size_t kPrefix = wire::kEnvelopeSize;
 /** Most bytes taken from the registration pipe per read call. */
 constexpr size_t kRegistrationReadLimit = 4096;
 /** Most bytes of a request frame read per call, so a session between reads stays responsive. */
 constexpr size_t kFrameReadBudget = 1u << 20;
-
-uint32_t LoadU32(const uint8_t* at) {
-  uint32_t value;
-  std::memcpy(&value, at, sizeof value);
-  return value;
-}
 
 int Remaining(std::chrono::steady_clock::time_point deadline) {
   const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
@@ -137,11 +133,7 @@ std::vector<RegistrationRecord> RegistrationPipe::ReadRecords() {
   std::vector<RegistrationRecord> records;
   size_t offset = 0;
   while (pending_.size() - offset >= kPrefix) {
-    RegistrationRecord record;
-    record.messageType = LoadU32(pending_.data() + offset);
-    record.processId = LoadU32(pending_.data() + offset + 4);
-    record.bodyLength = LoadU32(pending_.data() + offset + 8);
-    records.push_back(record);
+    records.push_back(RegistrationRecord{wire::ReadEnvelope(pending_.data() + offset)});
     offset += kPrefix;
   }
   pending_.erase(pending_.begin(), pending_.begin() + static_cast<std::ptrdiff_t>(offset));
@@ -150,21 +142,10 @@ std::vector<RegistrationRecord> RegistrationPipe::ReadRecords() {
 
 namespace {
 
-RegistrationRecord LoadRecord(const uint8_t* at) {
-  RegistrationRecord record;
-  record.messageType = LoadU32(at);
-  record.processId = LoadU32(at + 4);
-  record.bodyLength = LoadU32(at + 8);
-  return record;
-}
-
 // True when the bytes [at, end) could be the beginning of a well-formed record.
 bool CouldStartRecord(const uint8_t* at, const uint8_t* end) {
   uint8_t expected[kPrefix];
-  const uint32_t type = PalvonAuthManagerSDK::msg::kRegistration;
-  const uint32_t length = kPrefix;
-  std::memcpy(expected, &type, 4);
-  std::memcpy(expected + 8, &length, 4);
+  wire::WriteEnvelope(expected, {PalvonAuthManagerSDK::msg::kRegistration, 0, kPrefix});
   for (size_t i = 0; at + i < end && i < kPrefix; ++i) {
     if ((i < 4 || i >= 8) && at[i] != expected[i]) return false;
   }
@@ -181,7 +162,7 @@ std::vector<RegistrationRecord> RegistrationPipe::ReadValidRecords(size_t& disca
   const uint8_t* const end = begin + pending_.size();
   const uint8_t* at = begin;
   while (static_cast<size_t>(end - at) >= kPrefix) {
-    const RegistrationRecord record = LoadRecord(at);
+    const RegistrationRecord record{wire::ReadEnvelope(at)};
     if (record.WellFormed()) {
       records.push_back(record);
       at += kPrefix;
@@ -224,7 +205,7 @@ ReadStatus FrameReader::Read(int fd, std::vector<uint8_t>& raw, LinuxDictionary&
     lastProgress_ = std::chrono::steady_clock::now();
     if (have_ < wanted_) continue;
     if (wanted_ == kPrefix) {
-      const uint32_t bodyLength = LoadU32(frame_.data() + 8);
+      const uint32_t bodyLength = wire::ReadEnvelope(frame_.data()).bodyLength;
       if (bodyLength > kMaxRequestBodyLength) {
         refusedLength_ = bodyLength;
         failed_ = true;
@@ -301,20 +282,6 @@ ReadStatus ClientPipes::ReadFrame(std::vector<uint8_t>& raw, LinuxDictionary& de
   return reader_.Read(requestFd_.Get(), raw, decoded);
 }
 
-ReadStatus ClientPipes::WaitFrame(std::vector<uint8_t>& raw, LinuxDictionary& decoded, int timeoutMs) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-  for (;;) {
-    const ReadStatus status = ReadFrame(raw, decoded);
-    if (status != ReadStatus::kNeedMore) return status;
-    const int left = Remaining(deadline);
-    if (left == 0) return ReadStatus::kNeedMore;
-    struct pollfd wait {
-      requestFd_.Get(), POLLIN, 0
-    };
-    (void)poll(&wait, 1, left);
-  }
-}
-
 bool ClientPipes::WriteAll(const uint8_t* data, size_t length, int timeoutMs, int cancelFd) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
   size_t done = 0;
@@ -342,7 +309,7 @@ bool ClientPipes::SendReply(LinuxDictionary& reply, int timeoutMs, int cancelFd)
 
 LinuxDictionary MakeReply(const LinuxDictionary& request, uint32_t code) {
   LinuxDictionary reply(MessageCommon(request.Header().messageType, request.Header().processId));
-  reply.SetUInt(L"return", code);
+  reply.SetUInt(PalvonAuthManagerSDK::key::kReturn, code);
   return reply;
 }
 

@@ -12,17 +12,15 @@
 #include <vector>
 
 #include "message/LinuxDictionary.h"
+#include "protocol/FrameCodec.h"
 
 namespace pam_service {
 
 /** Largest request body the service accepts from a client. */
-constexpr uint32_t kMaxRequestBodyLength = 64u * 1024u * 1024u;
+constexpr uint32_t kMaxRequestBodyLength = PalvonAuthManagerSDK::wire::kMaxBodyLength;
 
-/** A 12-byte registration record as read from the registration pipe. */
-struct RegistrationRecord {
-  uint32_t messageType = 0;
-  uint32_t processId = 0;
-  uint32_t bodyLength = 0;
+/** A registration record as read from the registration pipe: an envelope without a body. */
+struct RegistrationRecord : PalvonAuthManagerSDK::wire::Envelope {
   /** True when the record has the registration type and length 12. */
   bool WellFormed() const;
 };
@@ -38,7 +36,6 @@ class Fd {
   Fd(const Fd&) = delete;
   Fd& operator=(const Fd&) = delete;
   int Get() const { return fd_; }
-  bool Valid() const { return fd_ >= 0; }
   int Release();
   void Reset(int fd = -1);
 
@@ -128,7 +125,7 @@ class FrameReader {
   std::vector<uint8_t> frame_;
   size_t have_ = 0;
   /** Length of the current frame as far as it is known: the prefix, then prefix + body. */
-  size_t wanted_ = PalvonAuthManagerSDK::kMessagePrefixSize;
+  size_t wanted_ = PalvonAuthManagerSDK::wire::kEnvelopeSize;
   bool failed_ = false;
   uint32_t refusedLength_ = 0;
   std::chrono::steady_clock::time_point lastProgress_;
@@ -163,8 +160,6 @@ class ClientPipes {
   bool Open();
   uint32_t ProcessId() const { return processId_; }
   int RequestFd() const { return requestFd_.Get(); }
-  const std::string& RequestPath() const { return files_.requestPath; }
-  const std::string& ReplyPath() const { return files_.replyPath; }
   /** Paths and identities of the opened pipes (identities valid after Open). */
   const PipeFiles& Files() const { return files_; }
   const std::string& Problem() const { return problem_; }
@@ -173,8 +168,6 @@ class ClientPipes {
 
   /** Reads what is available of the next frame and hands it out once complete (see FrameReader). */
   ReadStatus ReadFrame(std::vector<uint8_t>& raw, PalvonAuthManagerSDK::LinuxDictionary& decoded);
-  /** Waits up to timeoutMs for a whole frame. */
-  ReadStatus WaitFrame(std::vector<uint8_t>& raw, PalvonAuthManagerSDK::LinuxDictionary& decoded, int timeoutMs);
   /**
    * Writes all bytes, waiting while the pipe is full; false on error or
    * time-out, and also as soon as `cancelFd` (when not -1) becomes readable.

@@ -7,8 +7,8 @@
 #include <limits>
 #include <sstream>
 
-#include "daemon/Operations.h"
-#include "daemon/Text.h"
+#include "daemon/OperationNames.h"
+#include "daemon/TextFormat.h"
 
 namespace palvonauthd {
 
@@ -373,6 +373,13 @@ void ApplyConfigFile(Config& config, const std::string& path) {
   std::ostringstream text;
   text << in.rdbuf();
   ApplyConfigText(config, text.str(), path);
+}
+
+const ServerRule* Config::RuleFor(const std::string& url) const {
+  for (const auto& rule : serverRules) {
+    if (url.rfind(rule.prefix, 0) == 0) return &rule;
+  }
+  return nullptr;
 }
 
 Config DefaultConfig() {

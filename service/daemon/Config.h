@@ -68,6 +68,8 @@ struct Config {
 
   /** True when busy answers and delays apply to this message type. */
   bool FaultApplies(uint32_t type) const { return faultOperations.empty() || faultOperations.count(type) != 0; }
+  /** The first server rule whose prefix starts `url`, or null. */
+  const ServerRule* RuleFor(const std::string& url) const;
 };
 
 /** A configuration problem, located in its source ("file:line:column: problem"). */

@@ -56,9 +56,6 @@ class ServiceContext {
   std::atomic<uint32_t> nextHandle_{1};
 };
 
-/** A text form of a message's values for log lines: {key=value, ...}. */
-std::string DescribeValues(const PalvonAuthManagerSDK::LinuxDictionary& message);
-
 class Dispatcher {
  public:
   using Message = PalvonAuthManagerSDK::LinuxDictionary;
@@ -98,25 +95,31 @@ class Dispatcher {
   /** Performs a request and returns the result code, filling `reply`'s out-values. */
   uint32_t Dispatch(const Message& request, Message& reply);
 
+  // The handlers, one file per family: ConnectionHandlers.cpp, LogonHandlers.cpp,
+  // DiscoveryHandlers.cpp, VpnHandlers.cpp, HttpHandlers.cpp, LaunchHandler.cpp.
   Connection* FindConnection(const Message& request);
   uint32_t ReleaseConnection(uint32_t handle);
-
   uint32_t OnCreateConnection(const Message& request, Message& reply);
   uint32_t OnDestroyConnection(const Message& request);
   uint32_t OnClearCredentials(const Message& request);
+  uint32_t OnSetClientWindow(const Message& request);
+
   uint32_t OnLogOffGateway(const Message& request);
   uint32_t OnLogOffAuthService(const Message& request);
   uint32_t OnGetLogonStatus(const Message& request, Message& reply);
   uint32_t OnGenerateTrampolineUrl(const Message& request, Message& reply);
-  uint32_t OnCreateVpnAuthContext(const Message& request, Message& reply);
-  uint32_t OnGetVpnAuthorizationInfo(const Message& request, Message& reply);
-  uint32_t OnSetClientWindow(const Message& request);
+
   uint32_t OnDetermineServerType(const Message& request, Message& reply);
   uint32_t OnRetrieveGatewayDiscoveryData(const Message& request, Message& reply);
-  uint32_t OnLaunch(const Message& request, Message& reply);
+
+  uint32_t OnCreateVpnAuthContext(const Message& request, Message& reply);
+  uint32_t OnGetVpnAuthorizationInfo(const Message& request, Message& reply);
+
   uint32_t OnHttp(uint32_t type, const Message& request, Message& reply);
   uint32_t OnSend(uint32_t handle, HttpRequest& http);
   uint32_t OnReadBody(const Message& request, HttpResponse& response, Message& reply);
+
+  uint32_t OnLaunch(const Message& request, Message& reply);
 
   ServiceContext& context_;
   const uint32_t processId_;

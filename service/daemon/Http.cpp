@@ -7,7 +7,7 @@
 #include <cstring>
 #include <memory>
 
-#include "daemon/Codes.h"
+#include "daemon/ServiceCodes.h"
 #include "protocol/ResultCodes.h"
 
 namespace palvonauthd {

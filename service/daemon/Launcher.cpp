@@ -11,8 +11,9 @@
 #include <cstring>
 #include <ctime>
 
-#include "daemon/Codes.h"
 #include "daemon/Log.h"
+#include "daemon/ServiceCodes.h"
+#include "daemon/TextFormat.h"
 
 extern char** environ;
 
@@ -37,28 +38,6 @@ std::string NowText() {
 }
 
 }  // namespace
-
-std::string Quote(const std::string& text) {
-  std::string out = "\"";
-  for (const char ch : text) {
-    const auto c = static_cast<unsigned char>(ch);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += ch;
-    } else if (c == '\n') {
-      out += "\\n";
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (c < 0x20 || c == 0x7F) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
-      out += escaped;
-    } else {
-      out += ch;
-    }
-  }
-  return out + "\"";
-}
 
 Launcher::Launcher(std::vector<std::string> command, std::string logPath)
     : command_(std::move(command)), logPath_(std::move(logPath)) {}

@@ -40,9 +40,6 @@ class Launcher {
   std::vector<pid_t> children_;
 };
 
-/** Quotes a text for a log line, escaping quotes, backslashes and control characters. */
-std::string Quote(const std::string& text);
-
 }  // namespace palvonauthd
 
 #endif

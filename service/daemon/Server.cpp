@@ -141,7 +141,7 @@ void Server::Accept(uint32_t processId) {
     LogWarning("registration of process ", processId, " refused: ", pipes->Problem());
     return;
   }
-  auto session = std::make_unique<Session>(context_, std::move(pipes));
+  auto session = std::make_unique<ClientSession>(context_, std::move(pipes));
   std::string why;
   if (!session->Start(why)) {
     LogWarning("registration of process ", processId, " refused: ", why);
@@ -158,7 +158,7 @@ void Server::Accept(uint32_t processId) {
   sessions_[processId] = std::move(session);
 }
 
-void Server::Collect(Session& session) {
+void Server::Collect(ClientSession& session) {
   session.Join();
   if (session.Files().AnyOnDisk()) {
     if (leftovers_.size() >= kMaxLeftovers && leftovers_.count(session.ProcessId()) == 0) {
@@ -170,7 +170,7 @@ void Server::Collect(Session& session) {
 
 void Server::Sweep() {
   for (auto it = sessions_.begin(); it != sessions_.end();) {
-    Session& session = *it->second;
+    ClientSession& session = *it->second;
     if (session.Finished()) {
       Collect(session);
       it = sessions_.erase(it);

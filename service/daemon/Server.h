@@ -14,10 +14,10 @@
 #include <vector>
 
 #include "common/ServerPipes.h"
+#include "daemon/ClientSession.h"
 #include "daemon/Config.h"
 #include "daemon/Dispatcher.h"
 #include "daemon/Launcher.h"
-#include "daemon/Session.h"
 
 namespace palvonauthd {
 
@@ -41,7 +41,7 @@ class Server {
   /** Ends sessions whose process is gone, collects finished ones and removes the pipes of gone clients. */
   void Sweep();
   /** Joins a finished session and keeps its pipes in mind until its process is gone. */
-  void Collect(Session& session);
+  void Collect(ClientSession& session);
   void StopAll(const std::string& reason);
 
   const Config& config_;
@@ -50,9 +50,9 @@ class Server {
   LiveActions actions_;
   ServiceContext context_;
   pam_service::RegistrationPipe registration_;
-  std::map<uint32_t, std::unique_ptr<Session>> sessions_;
+  std::map<uint32_t, std::unique_ptr<ClientSession>> sessions_;
   /** Sessions replaced by a new registration of the same process, still ending. */
-  std::vector<std::unique_ptr<Session>> retired_;
+  std::vector<std::unique_ptr<ClientSession>> retired_;
   /** Pipes of ended sessions whose process may still be there, by process id. */
   std::map<uint32_t, pam_service::PipeFiles> leftovers_;
 };

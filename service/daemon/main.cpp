@@ -22,9 +22,9 @@
 #include "daemon/Config.h"
 #include "daemon/Http.h"
 #include "daemon/Log.h"
-#include "daemon/Operations.h"
+#include "daemon/OperationNames.h"
 #include "daemon/Server.h"
-#include "ipc/CLinuxIPC.h"
+#include "ipc/PipeFolder.h"
 
 using namespace palvonauthd;
 
@@ -224,7 +224,12 @@ int main(int argc, char** argv) {
   }
   pam_service::IgnoreSigpipe();
 
-  const std::string directory = PalvonAuthManagerSDK::CLinuxIPC::getUserTmpDir();
+  // The search's refusals go to standard error as bare lines, as they always have.
+  const std::string directory =
+      PalvonAuthManagerSDK::FindPipeFolder([](PalvonAuthManagerSDK::PipeFolderNote, const std::string& line) {
+        std::fprintf(stderr, "%s\n", line.c_str());
+        std::fflush(stderr);
+      });
   if (directory.empty()) {
     LogError(
         "no private pipe folder for this user (HOME/.RZPClient/.tmp or /tmp/USER, a directory of the user "

@@ -23,7 +23,7 @@
 
 #include "PalvonAuthManager.h"
 #include "client/CClientCommLib.h"
-#include "common/Utf8.h"
+#include "util/Utf8.h"
 #include "ipc/CLinuxIPC.h"
 #include "ipc/PipeFolder.h"
 #include "message/LinuxDictionary.h"
@@ -86,7 +86,7 @@ std::string ReadOutcome(CLinuxIPC& channel) {
     const LinuxDictionary m = channel.Read();
     std::string out = "type=" + std::to_string(m.Header().messageType) + " pid=" +
                       (m.Header().processId == CurrentProcessId() ? "self" : std::to_string(m.Header().processId));
-    for (const auto& [key, value] : m.UIntValues()) out += " " + pam_service::ToUtf8(key) + "=" + std::to_string(value);
+    for (const auto& [key, value] : m.UIntValues()) out += " " + PalvonAuthManagerSDK::ToUtf8(key) + "=" + std::to_string(value);
     return out;
   } catch (const std::runtime_error& error) {
     return std::string("runtime_error: ") + error.what();

@@ -29,7 +29,7 @@
 #include "PalvonAuthManagerTracer.h"
 #include "client/CClientCommLib.h"
 #include "client/ServerVersion.h"
-#include "common/Utf8.h"
+#include "util/Utf8.h"
 #include "ipc/CLinuxIPC.h"
 #include "ipc/PipeFolder.h"
 #include "ipc/Registration.h"
@@ -44,7 +44,7 @@
 
 using namespace PalvonAuthManagerSDK;
 using namespace std::chrono_literals;
-using pam_service::FromUtf8;
+using PalvonAuthManagerSDK::FromUtf8OrLatin1;
 using pam_test::FileKind;
 using pam_test::TestService;
 
@@ -55,7 +55,7 @@ constexpr uint32_t kUnset = 0x5EB7;
 alignas(16) unsigned char g_testMemory[64];
 
 std::string Home() { return getenv("HOME"); }
-std::string U8(const std::wstring& text) { return pam_service::ToUtf8(text); }
+std::string U8(const std::wstring& text) { return PalvonAuthManagerSDK::ToUtf8(text); }
 uint32_t Num(const std::string& text) { return static_cast<uint32_t>(std::stoll(text, nullptr, 0)); }
 const uint32_t kPid = static_cast<uint32_t>(getpid());
 
@@ -142,7 +142,7 @@ struct Call {
   std::string Arg(size_t i) const { return i < args.size() ? args[i] : "null"; }
   bool Null(size_t i) const { return Arg(i) == "null"; }
   uint32_t U(size_t i) const { return Num(Arg(i)); }
-  const wchar_t* Text(const std::string& t) { return t == "null" ? nullptr : Keep(FromUtf8(Bytes(t))).c_str(); }
+  const wchar_t* Text(const std::string& t) { return t == "null" ? nullptr : Keep(FromUtf8OrLatin1(Bytes(t))).c_str(); }
   const wchar_t* W(size_t i) { return Text(Arg(i)); }
   char* N(size_t i) { return Null(i) ? nullptr : Keep(Bytes(Arg(i))).data(); }
   const AMByte* Data(size_t i) { return reinterpret_cast<const AMByte*>(N(i)); }
@@ -285,7 +285,7 @@ void Script(pam_test::TestService& service, const std::vector<std::string>& word
   for (size_t i = 2; i < words.size(); ++i) {
     const std::string key = words[i].substr(0, words[i].find('='));
     const std::string value = words[i].substr(std::min(words[i].size(), key.size() + 1));
-    const std::wstring wideKey = FromUtf8(key);
+    const std::wstring wideKey = FromUtf8OrLatin1(key);
     const std::string typed = Bytes(value.substr(std::min<size_t>(2, value.size())));
     if (key == "count")
       count = Num(value);
@@ -300,7 +300,7 @@ void Script(pam_test::TestService& service, const std::vector<std::string>& word
     else if (value[0] == 'i')
       reply.values.SetInt(wideKey.c_str(), static_cast<int32_t>(Num(typed)));
     else if (value[0] == 'w')
-      reply.values.SetWideString(wideKey.c_str(), FromUtf8(typed));
+      reply.values.SetWideString(wideKey.c_str(), FromUtf8OrLatin1(typed));
     else if (value[0] == 'n')
       reply.values.SetNarrowString(wideKey.c_str(), typed);
     else

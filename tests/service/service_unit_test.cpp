@@ -10,22 +10,22 @@
 #include <tuple>
 
 #include "common/ServerPipes.h"
-#include "common/Utf8.h"
 #include "daemon/Config.h"
 #include "daemon/Http.h"
-#include "daemon/Operations.h"
-#include "daemon/Text.h"
+#include "daemon/OperationNames.h"
+#include "daemon/TextFormat.h"
 #include "support/TempHome.h"
+#include "util/Utf8.h"
 
 using namespace palvonauthd;
 
 TEST(ServiceUnit, TextsNamesAndConfiguration) {
   const std::wstring wide = L"a\u00fc\u20ac\U0001F600";
-  EXPECT_EQ(pam_service::ToUtf8(wide), "a\xc3\xbc\xe2\x82\xac\xf0\x9f\x98\x80");
-  EXPECT_EQ(pam_service::FromUtf8(pam_service::ToUtf8(wide)), wide);
+  EXPECT_EQ(PalvonAuthManagerSDK::ToUtf8(wide), "a\xc3\xbc\xe2\x82\xac\xf0\x9f\x98\x80");
+  EXPECT_EQ(PalvonAuthManagerSDK::FromUtf8OrLatin1(PalvonAuthManagerSDK::ToUtf8(wide)), wide);
   // Stray bytes are Latin-1: a lone continuation byte, a truncated sequence, an overlong form.
-  EXPECT_EQ(pam_service::FromUtf8("x\x80y\xe2\x82\xc0\xaf"), L"x\u0080y\u00e2\u0082\u00c0\u00af");
-  EXPECT_EQ(pam_service::ToUtf8(std::wstring{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)}),
+  EXPECT_EQ(PalvonAuthManagerSDK::FromUtf8OrLatin1("x\x80y\xe2\x82\xc0\xaf"), L"x\u0080y\u00e2\u0082\u00c0\u00af");
+  EXPECT_EQ(PalvonAuthManagerSDK::ToUtf8(std::wstring{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000)}),
             "\xef\xbf\xbd\xef\xbf\xbd");
   EXPECT_EQ(UrlEncode("AZaz09-._~ /?=&%\x7f\xc3\xbc"), "AZaz09-._~%20%2F%3F%3D%26%25%7F%C3%BC");
   EXPECT_EQ(ExpandTemplate("{a}-{{b}}-{a}{c}{zz}", {{"a", "1"}, {"c", "3"}}), "1-{b}-13");

@@ -160,11 +160,11 @@ void TestService::Run() {
     if (poll(fds.data(), fds.size(), 100) < 0) continue;
     if (fds[1].revents & POLLIN) {
       for (const auto& record : registration.ReadRecords()) {
-        const uint32_t words[3] = {record.messageType, record.processId, record.bodyLength};
-        const auto* bytes = reinterpret_cast<const uint8_t*>(words);
+        std::vector<uint8_t> bytes(PalvonAuthManagerSDK::wire::kEnvelopeSize);
+        PalvonAuthManagerSDK::wire::WriteEnvelope(bytes.data(), record);
         {
           std::lock_guard<std::mutex> lock(mutex_);
-          registrationBytes_.emplace_back(bytes, bytes + 12);
+          registrationBytes_.push_back(std::move(bytes));
         }
         changed_.notify_all();
         if (!record.WellFormed()) continue;

@@ -9,8 +9,9 @@
 
 #include <functional>
 
+#include "Errors.h"
+#include "LibrarySession.h"
 #include "Output.h"
-#include "Session.h"
 
 namespace palvonauth {
 

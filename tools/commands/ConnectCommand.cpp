@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "commands/Commands.h"
-#include "commands/Operations.h"
+#include "commands/ConnectionCalls.h"
 
 namespace palvonauth {
 
@@ -127,7 +127,7 @@ void AddConnectCommand(CLI::App& app, Tool& tool) {
     tool.run = [&tool, calls](Output& out) {
       std::vector<PlannedCall> planned(calls->size());
       for (size_t i = 0; i < calls->size(); ++i) (void)ParseCall((*calls)[i], planned[i]);
-      Session session(tool.options, out);
+      LibrarySession session(tool.options, out);
       Connection connection(tool.options);
       out.Number("connection", connection.Handle());
       out.BeginArray("calls");

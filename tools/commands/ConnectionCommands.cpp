@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "commands/Commands.h"
-#include "commands/Operations.h"
+#include "commands/ConnectionCalls.h"
 
 namespace palvonauth {
 
@@ -13,7 +13,7 @@ namespace {
 // the connection handle first.
 template <typename Body>
 int WithConnection(const Tool& tool, Output& out, Body body) {
-  Session session(tool.options, out);
+  LibrarySession session(tool.options, out);
   Connection connection(tool.options);
   out.Number("connection", connection.Handle());
   body(connection.Handle());
@@ -28,7 +28,7 @@ void AddApiLevelCommand(CLI::App& app, Tool& tool) {
   CLI::App* command = app.add_subcommand("api-level", "Print the API level negotiated with the service");
   command->callback([&tool] {
     tool.run = [&tool](Output& out) {
-      Session session(tool.options, out);
+      LibrarySession session(tool.options, out);
       const AMUint level = session.ApiLevel();
       out.Number("apiLevel", level);
       out.Bool("http", level >= 2);

@@ -1,6 +1,6 @@
 #include "commands/Gateway.h"
 
-#include "Text.h"
+#include "util/Utf8.h"
 
 namespace palvonauth {
 
@@ -18,11 +18,11 @@ void AddGatewayOptions(CLI::App* command, GatewayOptions& gateway, bool withRewr
 
 GatewayRecord::GatewayRecord(const GatewayOptions& gateway) {
   if (gateway.name) {
-    name_ = Utf8ToWide(*gateway.name);
+    name_ = PalvonAuthManagerSDK::FromUtf8(*gateway.name);
     info_.friendlyName = name_.c_str();
   }
   if (gateway.logonPoint) {
-    logonPoint_ = Utf8ToWide(*gateway.logonPoint);
+    logonPoint_ = PalvonAuthManagerSDK::FromUtf8(*gateway.logonPoint);
     info_.logonPointUrl = logonPoint_.c_str();
   }
   info_.amGatewayEdition = gateway.edition;

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "Progress.h"
-#include "Text.h"
 #include "commands/Commands.h"
 #include "commands/Gateway.h"
+#include "commands/LibraryText.h"
 
 namespace palvonauth {
 
@@ -143,7 +143,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
   std::FILE* destination = file ? file.get() : stdout;
   const bool bodyInJson = out.Json() && !file;
 
-  Session session(tool.options, out);
+  LibrarySession session(tool.options, out);
   Connection connection(tool.options);
   HttpRequest request(connection.Handle());
   const AMHttpHandle handle = request.Handle();
@@ -155,12 +155,12 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
     out.Number("request", handle);
   }
 
-  const std::wstring method = Utf8ToWide(options.method.value_or(body ? "POST" : "GET"));
+  const std::wstring method = FromUtf8(options.method.value_or(body ? "POST" : "GET"));
   Check("PalvonAuthManager_SetRequestMethod", PalvonAuthManager_SetRequestMethod(handle, method.c_str()));
-  const std::wstring url = Utf8ToWide(options.url);
+  const std::wstring url = FromUtf8(options.url);
   Check("PalvonAuthManager_SetRequestUrl", PalvonAuthManager_SetRequestUrl(handle, url.c_str()));
   if (options.referenceUrl) {
-    const std::wstring reference = Utf8ToWide(*options.referenceUrl);
+    const std::wstring reference = FromUtf8(*options.referenceUrl);
     Check("PalvonAuthManager_SetRequestReferenceUrl",
           PalvonAuthManager_SetRequestReferenceUrl(handle, reference.c_str()));
   }
@@ -173,7 +173,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
           PalvonAuthManager_SetRequestTimeoutSeconds(handle, *options.timeout));
   }
   if (options.userAgentSuffix) {
-    const std::wstring suffix = Utf8ToWide(*options.userAgentSuffix);
+    const std::wstring suffix = FromUtf8(*options.userAgentSuffix);
     Check("PalvonAuthManager_SetRequestUserAgentSuffix",
           PalvonAuthManager_SetRequestUserAgentSuffix(handle, suffix.c_str()));
   }
@@ -182,7 +182,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
     Check("PalvonAuthManager_SetRequestRoute", PalvonAuthManager_SetRequestRoute(handle, route.Get()));
   }
   for (const std::string& header : options.headers) {
-    const std::wstring line = Utf8ToWide(header);
+    const std::wstring line = FromUtf8(header);
     Check("PalvonAuthManager_AddRequestHeader", PalvonAuthManager_AddRequestHeader(handle, line.c_str()));
   }
   if (body) {
@@ -197,10 +197,9 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
   Check("PalvonAuthManager_GetResponseStatusCode", PalvonAuthManager_GetResponseStatusCode(handle, &status));
   std::string reason;
   {
-    AMChar* phrase = nullptr;
-    const AMResult result = PalvonAuthManager_GetResponseReasonPhrase(handle, &phrase);
-    reason = WideToUtf8(phrase);
-    (void)PalvonAuthManager_FreeString(phrase);
+    LibraryText phrase;
+    const AMResult result = PalvonAuthManager_GetResponseReasonPhrase(handle, &phrase.text);
+    reason = ToUtf8OrEmpty(phrase.text);
     Check("PalvonAuthManager_GetResponseReasonPhrase", result);
   }
   std::vector<std::string> headers;
@@ -208,7 +207,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
     AMChar** lines = nullptr;
     const AMResult result = PalvonAuthManager_GetResponseHeaders(handle, &lines);
     for (AMChar** line = lines; result == AM_RESULT_SUCCESS && line != nullptr && *line != nullptr; ++line) {
-      headers.push_back(WideToUtf8(*line));
+      headers.push_back(ToUtf8OrEmpty(*line));
     }
     (void)PalvonAuthManager_FreeResponseHeaders(lines);
     Check("PalvonAuthManager_GetResponseHeaders", result);

@@ -20,7 +20,7 @@ void AddLaunchCommand(CLI::App& app, Tool& tool) {
   command->add_option("ARGS", *args, "Arguments for the session engine (UTF-8, sent byte for byte)");
   command->callback([&tool, url, args] {
     tool.run = [&tool, url, args](Output& out) {
-      Session session(tool.options, out);
+      LibrarySession session(tool.options, out);
       // The library takes the texts as they are: the terminal's UTF-8 is
       // already the form it sends.
       std::vector<AMUTF8Char*> argv;

@@ -2,9 +2,9 @@
 // authorization and destroy the context again.
 #include <memory>
 
-#include "Text.h"
 #include "commands/Commands.h"
 #include "commands/Gateway.h"
+#include "commands/LibraryText.h"
 
 namespace palvonauth {
 
@@ -47,7 +47,7 @@ void AddVpnCommand(CLI::App& app, Tool& tool) {
   command->add_option("--flags", *flags, "Authentication flags, passed unchanged")->capture_default_str();
   command->callback([&tool, gateway, flags] {
     tool.run = [&tool, gateway, flags](Output& out) {
-      Session session(tool.options, out);
+      LibrarySession session(tool.options, out);
       Connection connection(tool.options);
       out.Number("connection", connection.Handle());
       const GatewayRecord record(*gateway);
@@ -62,8 +62,8 @@ void AddVpnCommand(CLI::App& app, Tool& tool) {
       Check("PalvonAuthManager_GetVpnAuthorizationInfo", result);
       if (info) {
         out.Number("authenticationResult", info->amAuthenticationResult);
-        out.String("authorization", WideToUtf8(info->vpnauthorizationstr));
-        out.String("sessionLogonPointUrl", WideToUtf8(info->vpnsessionlogonpointurl));
+        out.String("authorization", ToUtf8OrEmpty(info->vpnauthorizationstr));
+        out.String("sessionLogonPointUrl", ToUtf8OrEmpty(info->vpnsessionlogonpointurl));
       }
       info.reset();
       context.Close();

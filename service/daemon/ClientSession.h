@@ -1,5 +1,5 @@
-#ifndef PALVONAUTHD_SESSION_H
-#define PALVONAUTHD_SESSION_H
+#ifndef PALVONAUTHD_CLIENTSESSION_H
+#define PALVONAUTHD_CLIENTSESSION_H
 
 // One registered client: its pipes, its thread and its dispatcher, whose
 // state (connections, VPN contexts, HTTP requests) dies with it.
@@ -17,12 +17,12 @@
 
 namespace palvonauthd {
 
-class Session {
+class ClientSession {
  public:
-  Session(ServiceContext& context, std::unique_ptr<pam_service::ClientPipes> pipes);
-  ~Session();
-  Session(const Session&) = delete;
-  Session& operator=(const Session&) = delete;
+  ClientSession(ServiceContext& context, std::unique_ptr<pam_service::ClientPipes> pipes);
+  ~ClientSession();
+  ClientSession(const ClientSession&) = delete;
+  ClientSession& operator=(const ClientSession&) = delete;
 
   /**
    * Starts the session's thread. False, with the reason in `why`, when the

@@ -1,4 +1,4 @@
-#include "Session.h"
+#include "LibrarySession.h"
 
 #include <dirent.h>
 #include <sys/stat.h>
@@ -13,44 +13,14 @@
 #include <thread>
 #include <vector>
 
+#include "Errors.h"
 #include "PalvonAuthManagerTracer.h"
-#include "ResultCodes.h"
-#include "Text.h"
+#include "protocol/PipeNames.h"
+#include "util/Utf8.h"
 
 namespace palvonauth {
 
 using namespace PalvonAuthManagerSDK;
-
-LibraryError::LibraryError(std::string function, AMResult code)
-    : std::runtime_error(function + " failed with result " + FormatResult(code)),
-      function_(std::move(function)),
-      code_(code) {}
-
-void Check(const char* function, AMResult code) {
-  if (code != AM_RESULT_SUCCESS) throw LibraryError(function, code);
-}
-
-void ReportLibraryError(Output& out, const LibraryError& error) {
-  const ResultCodeInfo info = DescribeResult(error.Code());
-  std::fprintf(stderr, "palvonauth: %s\n", error.what());
-  if (!out.Json()) return;
-  out.BeginObject("error");
-  out.String("function", error.Function());
-  out.Number("result", error.Code());
-  out.String("hex", HexCode(error.Code()));
-  out.String("name", info.name);
-  out.String("meaning", info.meaning);
-  out.EndObject();
-}
-
-void ReportLocalError(Output& out, const std::string& message, int exitCode) {
-  std::fprintf(stderr, "palvonauth: %s\n", message.c_str());
-  if (!out.Json()) return;
-  out.BeginObject("error");
-  out.String("message", message);
-  out.Number("exitCode", static_cast<uint64_t>(exitCode));
-  out.EndObject();
-}
 
 namespace {
 
@@ -63,23 +33,22 @@ std::string HomeFolder() {
 // to wait for the service; remove them when giving up, in every folder the
 // library may have put them in.
 void RemoveOwnPipes() {
+  const char* user = std::getenv("USER");
   std::vector<std::string> folders;
-  const std::string home = HomeFolder();
-  if (!home.empty()) folders.push_back(home + "/.RZPClient/.tmp");
-  if (const char* user = std::getenv("USER"); user != nullptr && *user != '\0') {
-    folders.push_back(std::string("/tmp/") + user);
+  for (const auto& candidate : PipeFolderCandidates(HomeFolder(), user != nullptr ? user : "")) {
+    folders.push_back(candidate.back());
   }
   folders.push_back("/tmp");
-  const std::string base = "/.AuthManager" + std::to_string(getpid());
+  const std::string base = "/" + ClientChannelName(static_cast<uint32_t>(getpid()));
   for (const auto& folder : folders) {
-    (void)unlink((folder + base + "Read").c_str());
-    (void)unlink((folder + base + "Write").c_str());
+    (void)unlink((folder + base + kReplyPipeSuffix).c_str());
+    (void)unlink((folder + base + kRequestPipeSuffix).c_str());
   }
 }
 
 }  // namespace
 
-Session::Session(const GlobalOptions& options, Output& out) {
+LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
   std::mutex mutex;
   std::condition_variable changed;
   bool done = false;
@@ -122,24 +91,24 @@ Session::Session(const GlobalOptions& options, Output& out) {
   open_ = true;
 }
 
-Session::~Session() {
+LibrarySession::~LibrarySession() {
   if (open_) (void)PalvonAuthManager_Uninitialize();
 }
 
-AMUint Session::ApiLevel() const {
+AMUint LibrarySession::ApiLevel() const {
   AMUint level = 0;
   Check("PalvonAuthManager_GetApiLevel", PalvonAuthManager_GetApiLevel(&level));
   return level;
 }
 
-void Session::Close() {
+void LibrarySession::Close() {
   if (!open_) return;
   open_ = false;
   Check("PalvonAuthManager_Uninitialize", PalvonAuthManager_Uninitialize());
 }
 
 Connection::Connection(const GlobalOptions& options) {
-  const std::wstring name = Utf8ToWide(options.connectionName);
+  const std::wstring name = FromUtf8(options.connectionName);
   Check("PalvonAuthManager_CreateConnection",
         PalvonAuthManager_CreateConnection(name.empty() ? nullptr : name.c_str(), nullptr, nullptr, &handle_));
   open_ = true;
@@ -157,26 +126,28 @@ void Connection::Close() {
 
 void EnableTracing() {
   CTracer::s_tracingEnabled = true;
-  // The library creates only the last folder of $HOME/.RZPClient/logs and
+  // The library creates only the trace folder itself, not its parent, and
   // prints its trace on standard output when the file cannot be opened.
   const std::string home = HomeFolder();
-  if (!home.empty()) (void)mkdir((home + "/.RZPClient").c_str(), 0700);
+  if (!home.empty()) (void)mkdir(ClientDataFolder(home).c_str(), 0700);
 }
 
 std::string FindTraceFile() {
   const std::string home = HomeFolder();
   if (home.empty()) return std::string();
-  const std::string folder = home + "/.RZPClient/logs";
+  const std::string folder = TraceFolder(home);
   DIR* dir = opendir(folder.c_str());
   if (dir == nullptr) return std::string();
-  // File names are AuthManagerSDK-<time>-<pid>-<address>.txt.
+  // File names are <prefix><time>-<pid>-<address><suffix>.
+  const std::string prefix = kTraceFilePrefix;
+  const std::string suffix = kTraceFileSuffix;
   const std::string pid = "-" + std::to_string(getpid()) + "-";
   std::string best;
   struct timespec bestTime {};
   while (const struct dirent* entry = readdir(dir)) {
     const std::string name = entry->d_name;
-    if (name.rfind("AuthManagerSDK-", 0) != 0 || name.size() < 4 || name.compare(name.size() - 4, 4, ".txt") != 0 ||
-        name.find(pid) == std::string::npos) {
+    if (name.rfind(prefix, 0) != 0 || name.size() < suffix.size() ||
+        name.compare(name.size() - suffix.size(), suffix.size(), suffix) != 0 || name.find(pid) == std::string::npos) {
       continue;
     }
     const std::string path = folder + "/" + name;

@@ -1,18 +1,20 @@
-#ifndef PALVONAUTHD_OPERATIONS_H
-#define PALVONAUTHD_OPERATIONS_H
+#ifndef PALVONAUTHD_OPERATIONNAMES_H
+#define PALVONAUTHD_OPERATIONNAMES_H
 
-// Names of the message types, for log lines and for naming operations in
-// the configuration.
+// Operations named in the configuration and on the command line, by name or
+// by number; the names themselves are the protocol's (protocol/Operations.h).
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "protocol/Operations.h"
+
 namespace palvonauthd {
 
-/** Name of a message type ("CreateConnection"), or "Unknown<type>". */
-std::string OperationName(uint32_t type);
+using PalvonAuthManagerSDK::protocol::OperationName;
+
 /**
  * Message type of an operation given by name (case-insensitive) or by its
  * decimal or 0x-prefixed hexadecimal number.

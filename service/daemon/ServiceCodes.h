@@ -1,5 +1,5 @@
-#ifndef PALVONAUTHD_CODES_H
-#define PALVONAUTHD_CODES_H
+#ifndef PALVONAUTHD_SERVICECODES_H
+#define PALVONAUTHD_SERVICECODES_H
 
 // Numbers the service defines itself: its own result codes, the bits of
 // the trust-failure flags, logon states and launch statuses. docs/service.md

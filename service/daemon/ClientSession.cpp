@@ -1,4 +1,4 @@
-#include "daemon/Session.h"
+#include "daemon/ClientSession.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -13,7 +13,8 @@
 #include <system_error>
 
 #include "daemon/Log.h"
-#include "daemon/Operations.h"
+#include "daemon/MessageValues.h"
+#include "daemon/OperationNames.h"
 
 namespace palvonauthd {
 
@@ -27,7 +28,7 @@ int ClampToInt(long long milliseconds) {
 
 }  // namespace
 
-Session::Session(ServiceContext& context, std::unique_ptr<pam_service::ClientPipes> pipes)
+ClientSession::ClientSession(ServiceContext& context, std::unique_ptr<pam_service::ClientPipes> pipes)
     : context_(context),
       pipes_(std::move(pipes)),
       processId_(pipes_->ProcessId()),
@@ -35,13 +36,13 @@ Session::Session(ServiceContext& context, std::unique_ptr<pam_service::ClientPip
   wakeFd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 }
 
-Session::~Session() {
+ClientSession::~ClientSession() {
   Stop("service stopping");
   Join();
   if (wakeFd_ >= 0) close(wakeFd_);
 }
 
-bool Session::Start(std::string& why) {
+bool ClientSession::Start(std::string& why) {
   if (wakeFd_ < 0) {
     why = std::string("no descriptor for the session (") + std::strerror(errno) + ")";
     return false;
@@ -58,7 +59,7 @@ bool Session::Start(std::string& why) {
   return true;
 }
 
-void Session::Stop(const std::string& reason) {
+void ClientSession::Stop(const std::string& reason) {
   {
     std::lock_guard<std::mutex> lock(reasonLock_);
     if (stopReason_.empty()) stopReason_ = reason;
@@ -68,16 +69,16 @@ void Session::Stop(const std::string& reason) {
   if (wakeFd_ >= 0) (void)!write(wakeFd_, &one, sizeof one);
 }
 
-void Session::Join() {
+void ClientSession::Join() {
   if (thread_.joinable()) thread_.join();
 }
 
-std::string Session::StopReason() {
+std::string ClientSession::StopReason() {
   std::lock_guard<std::mutex> lock(reasonLock_);
   return stopReason_;
 }
 
-void Session::Run() {
+void ClientSession::Run() {
   std::string reason;
   try {
     LogInfo("client ", processId_, " registered");
@@ -98,7 +99,7 @@ void Session::Run() {
   finished_ = true;
 }
 
-std::string Session::Serve() {
+std::string ClientSession::Serve() {
   const pam_service::FrameReader& reader = pipes_->Reader();
   const auto frameTimeout = std::chrono::milliseconds(context_.config().frameTimeoutMs);
   for (;;) {
@@ -141,7 +142,7 @@ std::string Session::Serve() {
   }
 }
 
-bool Session::Pause(uint32_t milliseconds) {
+bool ClientSession::Pause(uint32_t milliseconds) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   for (;;) {
     if (stopping_) return false;
@@ -155,7 +156,7 @@ bool Session::Pause(uint32_t milliseconds) {
   }
 }
 
-bool Session::Answer(const LinuxDictionary& request) {
+bool ClientSession::Answer(const LinuxDictionary& request) {
   const Config& config = context_.config();
   const uint32_t type = request.Header().messageType;
   const std::string name = OperationName(type);
@@ -166,7 +167,7 @@ bool Session::Answer(const LinuxDictionary& request) {
   LinuxDictionary reply = dispatcher_.Answer(request);
   if (config.delayMs > 0 && config.FaultApplies(type) && !Pause(config.delayMs)) return false;
   unsigned int result = 0;
-  (void)reply.GetUInt(L"return", &result);
+  (void)reply.GetUInt(key::kReturn, &result);
   LogDebug("client ", processId_, " -> ", name, " return=", result, " ", DescribeValues(reply));
   const int timeoutMs = ClampToInt(config.replyTimeoutMs);
   if (!pipes_->SendReply(reply, timeoutMs, wakeFd_)) {

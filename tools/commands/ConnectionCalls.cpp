@@ -1,38 +1,27 @@
-#include "commands/Operations.h"
+#include "commands/ConnectionCalls.h"
 
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <string>
+#include <vector>
 
-#include "Session.h"
-#include "Text.h"
+#include "Errors.h"
+#include "commands/LibraryText.h"
 
 namespace palvonauth {
 
 using namespace PalvonAuthManagerSDK;
 
-namespace {
-
-// Owns a text handed out by the library.
-struct LibraryText {
-  AMChar* text = nullptr;
-  LibraryText() = default;
-  ~LibraryText() { (void)PalvonAuthManager_FreeString(text); }
-  LibraryText(const LibraryText&) = delete;
-  LibraryText& operator=(const LibraryText&) = delete;
-};
-
-}  // namespace
-
 void CallGetVersion(Output& out, ConnectionHandle connection) {
   LibraryText version;
   Check("PalvonAuthManager_GetVersion", PalvonAuthManager_GetVersion(connection, &version.text));
-  out.String("version", WideToUtf8(version.text));
+  out.String("version", ToUtf8OrEmpty(version.text));
 }
 
 void CallGetLogonStatus(Output& out, ConnectionHandle connection, const std::string& url) {
-  const std::wstring wideUrl = Utf8ToWide(url);
+  const std::wstring wideUrl = FromUtf8(url);
   AMLogonStatus status = 0;
   Check("PalvonAuthManager_GetLogonStatus", PalvonAuthManager_GetLogonStatus(connection, wideUrl.c_str(), &status));
   out.String("url", url);
@@ -40,7 +29,7 @@ void CallGetLogonStatus(Output& out, ConnectionHandle connection, const std::str
 }
 
 void CallDetermineServerType(Output& out, ConnectionHandle connection, const std::string& url) {
-  const std::wstring wideUrl = Utf8ToWide(url);
+  const std::wstring wideUrl = FromUtf8(url);
   AM_SERVER_INFO* raw = nullptr;
   const AMResult result = PalvonAuthManager_DetermineServerType(connection, wideUrl.c_str(), &raw);
   // Handed out on success only; released whatever happened.
@@ -52,8 +41,8 @@ void CallDetermineServerType(Output& out, ConnectionHandle connection, const std
   if (info && info->gatewayInfo != nullptr) {
     const AM_GATEWAY_INFO& gateway = *info->gatewayInfo;
     out.BeginObject("gatewayInfo");
-    out.String("friendlyName", WideToUtf8(gateway.friendlyName));
-    out.String("logonPointUrl", WideToUtf8(gateway.logonPointUrl));
+    out.String("friendlyName", ToUtf8OrEmpty(gateway.friendlyName));
+    out.String("logonPointUrl", ToUtf8OrEmpty(gateway.logonPointUrl));
     out.Number("edition", gateway.amGatewayEdition);
     out.Number("authType", gateway.amGatewayAuthType);
     out.EndObject();
@@ -62,16 +51,16 @@ void CallDetermineServerType(Output& out, ConnectionHandle connection, const std
 
 void CallGenerateTrampolineUrl(Output& out, ConnectionHandle connection, const std::string& url,
                                const std::optional<std::string>& referenceUrl, uint32_t flags) {
-  const std::wstring wideUrl = Utf8ToWide(url);
+  const std::wstring wideUrl = FromUtf8(url);
   std::wstring wideReference;
-  if (referenceUrl) wideReference = Utf8ToWide(*referenceUrl);
+  if (referenceUrl) wideReference = FromUtf8(*referenceUrl);
   LibraryText trampoline;
   AMAuthenticationResult authentication = 0;
   Check("PalvonAuthManager_GenerateTrampolineUrl",
         PalvonAuthManager_GenerateTrampolineUrl(connection, wideUrl.c_str(), flags,
                                                 referenceUrl ? wideReference.c_str() : nullptr, &trampoline.text,
                                                 &authentication));
-  out.String("trampolineUrl", WideToUtf8(trampoline.text));
+  out.String("trampolineUrl", ToUtf8OrEmpty(trampoline.text));
   out.Number("authenticationResult", authentication);
 }
 
@@ -82,7 +71,7 @@ void CallRetrieveGatewayDiscoveryData(Output& out, ConnectionHandle connection, 
   AMAuthenticationResult authentication = 0;
   Check("PalvonAuthManager_RetrieveGatewayDiscoveryData",
         PalvonAuthManager_RetrieveGatewayDiscoveryData(connection, record.Get(), flags, &data.text, &authentication));
-  out.String("discoveryData", WideToUtf8(data.text));
+  out.String("discoveryData", ToUtf8OrEmpty(data.text));
   out.Number("authenticationResult", authentication);
 }
 
@@ -99,7 +88,7 @@ void CallLogOffGateway(Output& out, ConnectionHandle connection, const GatewayOp
 }
 
 void CallLogOffAuthService(Output& out, ConnectionHandle connection, const std::string& url) {
-  const std::wstring wideUrl = Utf8ToWide(url);
+  const std::wstring wideUrl = FromUtf8(url);
   Check("PalvonAuthManager_LogOffAuthService", PalvonAuthManager_LogOffAuthService(connection, wideUrl.c_str()));
   out.String("loggedOff", "auth-service");
   out.String("url", url);
@@ -162,7 +151,7 @@ void CallSetClientWindow(Output& out, ConnectionHandle connection, const WindowG
   info.winwidth = window.width;
   info.winheight = window.height;
   if (window.name) {
-    name = Utf8ToWide(*window.name);
+    name = FromUtf8(*window.name);
     info.winname = name.c_str();
   }
   Check("PalvonAuthManager_SetClientWindow", PalvonAuthManager_SetClientWindow(connection, &info));

@@ -1,5 +1,5 @@
-#ifndef PALVONAUTH_TOOLS_COMMANDS_OPERATIONS_H
-#define PALVONAUTH_TOOLS_COMMANDS_OPERATIONS_H
+#ifndef PALVONAUTH_TOOLS_COMMANDS_CONNECTIONCALLS_H
+#define PALVONAUTH_TOOLS_COMMANDS_CONNECTIONCALLS_H
 
 // Level-1 calls on a connection, each writing its results as members of the
 // current output record. Used on their own by the single-purpose

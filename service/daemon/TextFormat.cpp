@@ -1,7 +1,30 @@
-#include "daemon/Text.h"
+#include "daemon/TextFormat.h"
+
+#include <cstdio>
 
 namespace palvonauthd {
 
+std::string Quote(const std::string& text) {
+  std::string out = "\"";
+  for (const char ch : text) {
+    const auto c = static_cast<unsigned char>(ch);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += ch;
+    } else if (c == '\n') {
+      out += "\\n";
+    } else if (c == '\t') {
+      out += "\\t";
+    } else if (c < 0x20 || c == 0x7F) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+      out += escaped;
+    } else {
+      out += ch;
+    }
+  }
+  return out + "\"";
+}
 
 std::string UrlEncode(const std::string& text) {
   static const char kHex[] = "0123456789ABCDEF";

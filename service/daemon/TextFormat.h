@@ -1,8 +1,8 @@
-#ifndef PALVONAUTHD_TEXT_H
-#define PALVONAUTHD_TEXT_H
+#ifndef PALVONAUTHD_TEXTFORMAT_H
+#define PALVONAUTHD_TEXTFORMAT_H
 
-// Text helpers: UTF-8 and UTF-32 conversion, URL and XML escaping, and the
-// "{name}" templates of the configuration.
+// Texts the service writes: quoted and shortened texts for log lines, URL
+// and XML escaping, and the "{name}" templates of the configuration.
 
 #include <cstdint>
 #include <map>
@@ -10,12 +10,10 @@
 #include <set>
 #include <string>
 
-#include "common/Utf8.h"
-
 namespace palvonauthd {
 
-using pam_service::FromUtf8;
-using pam_service::ToUtf8;
+/** Quotes a text for a log line, escaping quotes, backslashes and control characters. */
+std::string Quote(const std::string& text);
 
 /** Percent-encodes everything except the unreserved characters of RFC 3986. */
 std::string UrlEncode(const std::string& text);
