@@ -11,16 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "daemon/Gateway.h"
+
 namespace palvonauthd {
 
 /** Maps URLs starting with `prefix` to a server type and, for type 2, a gateway. */
-struct ServerRule {
+struct ServerRule : Gateway {
   std::string prefix;
   uint32_t serverType = 1;
-  std::string friendlyName;
-  std::string logonPointUrl;
-  uint32_t edition = 0;
-  uint32_t authType = 0;
 };
 
 struct Config {

@@ -32,11 +32,12 @@ uint32_t Dispatcher::OnDetermineServerType(const LinuxDictionary& request, Linux
 uint32_t Dispatcher::OnRetrieveGatewayDiscoveryData(const LinuxDictionary& request, LinuxDictionary& reply) {
   const Config& config = context_.config();
   if (FindConnection(request) == nullptr) return rc::kInvalidHandle;
+  const Gateway gateway = GatewayOf(request);
   const TemplateValues values = {
-      {"friendlyName", XmlEscape(TextOf(request, key::kFriendlyName).value_or(""))},
-      {"logonPointUrl", XmlEscape(TextOf(request, key::kLogonPointUrl).value_or(""))},
-      {"edition", std::to_string(UIntOf(request, key::kGatewayEdition).value_or(0))},
-      {"authType", std::to_string(UIntOf(request, key::kGatewayAuthType).value_or(0))},
+      {"friendlyName", XmlEscape(gateway.friendlyName)},
+      {"logonPointUrl", XmlEscape(gateway.logonPointUrl)},
+      {"edition", std::to_string(gateway.edition)},
+      {"authType", std::to_string(gateway.authType)},
       {"rewriteRule", std::to_string(UIntOf(request, key::kGatewayRewriteRule).value_or(0))},
       {"flags", std::to_string(UIntOf(request, key::kAuthenticationFlags).value_or(0))},
       {"token", RandomToken()},

@@ -82,12 +82,8 @@ class Dispatcher {
     /** Logged-on authentication services by URL. */
     std::map<std::string, LogonEntry> logons;
   };
-  struct VpnContext {
+  struct VpnContext : Gateway {
     uint32_t connection = 0;
-    std::string friendlyName;
-    std::string logonPointUrl;
-    uint32_t edition = 0;
-    uint32_t authType = 0;
     uint32_t flags = 0;
     std::string token;
   };

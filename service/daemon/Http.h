@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "daemon/Gateway.h"
+
 namespace palvonauthd {
 
 /** Service-wide HTTP settings from the configuration. */
@@ -20,14 +22,6 @@ struct HttpSettings {
   bool followRedirects = false;
   bool verifyTls = true;
   std::string caFile;
-};
-
-/** The gateway a request is routed through, as the client described it. */
-struct HttpRoute {
-  std::string friendlyName;
-  std::string logonPointUrl;
-  uint32_t edition = 0;
-  uint32_t authType = 0;
 };
 
 /** What came back for the last request sent on a handle. */
@@ -51,7 +45,7 @@ struct HttpRequest {
   uint32_t authFlags = 0;
   std::string userAgentSuffix;
   std::vector<uint8_t> body;
-  std::optional<HttpRoute> route;
+  std::optional<Gateway> route;
   /** 0: the configured default. */
   uint32_t timeoutSeconds = 0;
 

@@ -92,11 +92,7 @@ uint32_t Dispatcher::OnHttp(uint32_t type, const LinuxDictionary& request, Linux
       return 0;
     }
     case msg::kSetRequestRoute: {
-      HttpRoute route;
-      route.friendlyName = TextOf(request, key::kFriendlyName).value_or("");
-      route.logonPointUrl = TextOf(request, key::kLogonPointUrl).value_or("");
-      route.edition = UIntOf(request, key::kGatewayEdition).value_or(0);
-      route.authType = UIntOf(request, key::kGatewayAuthType).value_or(0);
+      const Gateway route = GatewayOf(request);
       LogDebug("client ", processId_, ": HTTP request ", handle, " routed through ", Quote(route.friendlyName), " ",
                Quote(route.logonPointUrl));
       http.route = route;

@@ -27,6 +27,15 @@ void SetText(LinuxDictionary& reply, const wchar_t* key, const std::string& utf8
   reply.SetWideString(key, PalvonAuthManagerSDK::FromUtf8OrLatin1(utf8));
 }
 
+Gateway GatewayOf(const LinuxDictionary& request) {
+  Gateway gateway;
+  gateway.friendlyName = TextOf(request, key::kFriendlyName).value_or("");
+  gateway.logonPointUrl = TextOf(request, key::kLogonPointUrl).value_or("");
+  gateway.edition = UIntOf(request, key::kGatewayEdition).value_or(0);
+  gateway.authType = UIntOf(request, key::kGatewayAuthType).value_or(0);
+  return gateway;
+}
+
 std::string KeyText(const std::wstring& key) { return PalvonAuthManagerSDK::ToUtf8(key); }
 
 std::string RandomToken() {

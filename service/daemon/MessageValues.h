@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "daemon/Gateway.h"
 #include "message/LinuxDictionary.h"
 #include "protocol/Keys.h"
 #include "protocol/Operations.h"
@@ -25,6 +26,8 @@ std::optional<uint32_t> UIntOf(const PalvonAuthManagerSDK::LinuxDictionary& mess
 std::optional<std::string> TextOf(const PalvonAuthManagerSDK::LinuxDictionary& message, const wchar_t* key);
 /** Puts a UTF-8 text into the reply as a wide text. */
 void SetText(PalvonAuthManagerSDK::LinuxDictionary& reply, const wchar_t* key, const std::string& utf8);
+/** The gateway a request describes (texts "" and numbers 0 where it has none). */
+Gateway GatewayOf(const PalvonAuthManagerSDK::LinuxDictionary& request);
 /** A key as UTF-8, for log lines. */
 std::string KeyText(const std::wstring& key);
 /** 32 random hexadecimal digits. */

@@ -17,10 +17,7 @@ uint32_t Dispatcher::OnCreateVpnAuthContext(const LinuxDictionary& request, Linu
   if (FindConnection(request) == nullptr) return rc::kInvalidHandle;
   VpnContext context;
   context.connection = connectionHandle;
-  context.friendlyName = TextOf(request, key::kFriendlyName).value_or("");
-  context.logonPointUrl = TextOf(request, key::kLogonPointUrl).value_or("");
-  context.edition = UIntOf(request, key::kGatewayEdition).value_or(0);
-  context.authType = UIntOf(request, key::kGatewayAuthType).value_or(0);
+  static_cast<Gateway&>(context) = GatewayOf(request);
   context.flags = UIntOf(request, key::kAuthenticationFlags).value_or(0);
   context.token = RandomToken();
   const uint32_t handle = context_.NewHandle();
