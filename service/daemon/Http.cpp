@@ -183,6 +183,7 @@ uint32_t CodeFor(CURLcode code, bool tooLarge) {
       return 0;
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
+      return code::kHttpHostUnknown;
     case CURLE_COULDNT_CONNECT:
       return code::kHttpConnectFailed;
     case CURLE_OPERATION_TIMEDOUT:

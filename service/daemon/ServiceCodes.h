@@ -11,7 +11,7 @@ namespace palvonauthd {
 
 /** Result codes ("return") beyond the library's own table. */
 namespace code {
-/** The HTTP request could not be sent: name not resolved or connection refused. */
+/** The HTTP request could not be sent: the server refused or never answered the connection. */
 constexpr uint32_t kHttpConnectFailed = 0x8001;
 /** The HTTP request did not complete within its time-out. */
 constexpr uint32_t kHttpTimedOut = 0x8002;
@@ -23,6 +23,8 @@ constexpr uint32_t kHttpNoResponse = 0x8004;
 constexpr uint32_t kHttpTransferFailed = 0x8005;
 /** The request was cancelled because the client went away or the service is stopping. */
 constexpr uint32_t kHttpCancelled = 0x8006;
+/** The host name of the URL (or of the proxy) could not be resolved. */
+constexpr uint32_t kHttpHostUnknown = 0x8007;
 }  // namespace code
 
 /** Bits of "trustFailureFlags". */
