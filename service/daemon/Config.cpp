@@ -59,8 +59,9 @@ authentication_result = 0
 [http]
 user_agent = "palvonauthd/1.0"
 connect_timeout_s = 10
-timeout_s = 60                    # used when the client sets no time-out
-max_response_bytes = 268435456
+timeout_s = 60                    # wait for the headers, and longest silence in a body; when the client sets none
+max_response_bytes = 0            # 0: bodies of any size
+body_buffer_bytes = 4194304       # body bytes held per transfer until the client reads them
 follow_redirects = false
 verify_tls = true
 ca_file = ""                      # empty: the system's trusted certificates
@@ -332,7 +333,8 @@ void Apply(Config& config, const toml::table& root, const Source& source) {
     t.String("user_agent", config.userAgent);
     t.UInt32("connect_timeout_s", config.connectTimeoutSeconds);
     t.UInt32("timeout_s", config.timeoutSeconds);
-    t.UInt64("max_response_bytes", config.maxResponseBytes, 1);
+    t.UInt64("max_response_bytes", config.maxResponseBytes, 0);
+    t.UInt64("body_buffer_bytes", config.bodyBufferBytes, 4096);
     t.Bool("follow_redirects", config.followRedirects);
     t.Bool("verify_tls", config.verifyTls);
     t.String("ca_file", config.caFile);

@@ -49,7 +49,9 @@ struct Config {
   std::string userAgent;
   uint32_t connectTimeoutSeconds = 10;
   uint32_t timeoutSeconds = 60;
-  uint64_t maxResponseBytes = 256ull * 1024 * 1024;
+  /** 0: no limit. */
+  uint64_t maxResponseBytes = 0;
+  uint64_t bodyBufferBytes = 4ull * 1024 * 1024;
   bool followRedirects = false;
   bool verifyTls = true;
   std::string caFile;

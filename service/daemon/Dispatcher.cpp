@@ -17,6 +17,7 @@ ServiceContext::ServiceContext(const Config& config, Actions& actions) : config_
   http_.connectTimeoutSeconds = config.connectTimeoutSeconds;
   http_.timeoutSeconds = config.timeoutSeconds;
   http_.maxResponseBytes = config.maxResponseBytes;
+  http_.bodyBufferBytes = static_cast<size_t>(config.bodyBufferBytes);
   http_.followRedirects = config.followRedirects;
   http_.verifyTls = config.verifyTls;
   http_.caFile = ExpandHome(config.caFile);

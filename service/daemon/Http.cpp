@@ -3,10 +3,16 @@
 #include <curl/curl.h>
 #include <openssl/x509_vfy.h>
 
+#include <algorithm>
 #include <cctype>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
 #include <memory>
+#include <mutex>
+#include <thread>
 
+#include "daemon/BodyStream.h"
 #include "daemon/ServiceCodes.h"
 #include "protocol/ResultCodes.h"
 
@@ -17,12 +23,65 @@ namespace {
 /** OpenSSL's catch-all certificate verification result (1). */
 constexpr long kVerifyCatchAll = 1;
 
-struct Transfer {
+}  // namespace
+
+/**
+ * A request in flight on a thread of its own. Until the final response's
+ * headers are in, the sending session waits for it; from then on the body
+ * flows through `body` while the client reads.
+ */
+class HttpTransfer {
+ public:
+  HttpTransfer(const HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel)
+      : request_(request), settings_(settings) {
+    body = std::make_shared<BodyStream>(settings.bodyBufferBytes, cancel);
+    request_.response.reset();
+  }
+  ~HttpTransfer() {
+    body->Abandon();
+    if (thread_.joinable()) thread_.join();
+  }
+  HttpTransfer(const HttpTransfer&) = delete;
+  HttpTransfer& operator=(const HttpTransfer&) = delete;
+
+  void Start() { thread_ = std::thread([this] { Run(); }); }
+  /** Waits for the headers, the end of a failed transfer, or the session's end. */
+  bool WaitForHeaders(const std::atomic<bool>& cancel) {
+    std::unique_lock<std::mutex> guard(lock_);
+    while (!headersDone_ && !done_ && !cancel.load()) ready_.wait_for(guard, std::chrono::milliseconds(20));
+    return headersDone_;
+  }
+
+  // Filled on the transfer's thread; read after WaitForHeaders.
   HttpResponse response;
-  uint64_t limit = 0;
+  uint32_t trustFailureFlags = 0;
+  HttpOutcome outcome;
+  std::shared_ptr<BodyStream> body;
+
+  // The callbacks' view.
+  HttpRequest request_;
+  HttpSettings settings_;
+  CURL* handle = nullptr;
+  uint64_t received = 0;
   bool tooLarge = false;
-  const std::atomic<bool>* cancel = nullptr;
+  std::atomic<bool> timedOut{false};
+  std::atomic<bool> headersSeen{false};
+  std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
+
+  /** The final response's headers are complete: hand them to the waiting session. */
+  void HeadersDone(CURLcode result);
+
+ private:
+  void Run();
+
+  std::mutex lock_;
+  std::condition_variable ready_;
+  bool headersDone_ = false;
+  bool done_ = false;
+  std::thread thread_;
 };
+
+namespace {
 
 std::string StandardReason(uint32_t status) {
   switch (status) {
@@ -85,8 +144,23 @@ std::string StandardReason(uint32_t status) {
   }
 }
 
+// The blank line after a header block ends the final response's headers
+// unless the block was an interim (1xx) answer or a redirect about to be
+// followed.
+bool IsFinalResponse(HttpTransfer& transfer) {
+  long status = 0;
+  curl_easy_getinfo(transfer.handle, CURLINFO_RESPONSE_CODE, &status);
+  if (status >= 100 && status < 200) return false;
+  if (transfer.settings_.followRedirects && status >= 300 && status < 400) {
+    char* next = nullptr;
+    curl_easy_getinfo(transfer.handle, CURLINFO_REDIRECT_URL, &next);
+    if (next != nullptr) return false;
+  }
+  return true;
+}
+
 size_t OnHeader(char* data, size_t size, size_t count, void* user) {
-  auto& transfer = *static_cast<Transfer*>(user);
+  auto& transfer = *static_cast<HttpTransfer*>(user);
   const size_t length = size * count;
   std::string line(data, length);
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
@@ -108,24 +182,39 @@ size_t OnHeader(char* data, size_t size, size_t count, void* user) {
     response.headers.back() += " " + line.substr(start);
   } else if (!line.empty()) {
     response.headers.push_back(line);
+  } else if (IsFinalResponse(transfer)) {
+    transfer.HeadersDone(CURLE_OK);
   }
   return length;
 }
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
-  auto& transfer = *static_cast<Transfer*>(user);
+  auto& transfer = *static_cast<HttpTransfer*>(user);
   const size_t length = size * count;
-  if (transfer.response.body.size() + length > transfer.limit) {
+  const uint64_t limit = transfer.settings_.maxResponseBytes;
+  if (limit != 0 && transfer.received + length > limit) {
     transfer.tooLarge = true;
     return 0;
   }
-  transfer.response.body.insert(transfer.response.body.end(), data, data + length);
-  return length;
+  transfer.received += length;
+  return transfer.body->Put(reinterpret_cast<const uint8_t*>(data), length) ? length : 0;
 }
 
 int OnProgress(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-  const auto& transfer = *static_cast<Transfer*>(user);
-  return transfer.cancel->load() ? 1 : 0;
+  auto& transfer = *static_cast<HttpTransfer*>(user);
+  if (transfer.body->Abandoned()) return 1;
+  // The time-out bounds the wait for the headers and, after them, each
+  // silence of the server; a client that reads slowly pauses the transfer
+  // inside the body callback, where no time is counted against it.
+  const uint32_t seconds = transfer.request_.timeoutSeconds != 0 ? transfer.request_.timeoutSeconds
+                                                                  : transfer.settings_.timeoutSeconds;
+  if (seconds == 0) return 0;
+  const auto since = transfer.headersSeen ? transfer.body->LastInput() : transfer.started;
+  if (std::chrono::steady_clock::now() - since > std::chrono::seconds(seconds)) {
+    transfer.timedOut = true;
+    return 1;
+  }
+  return 0;
 }
 
 uint32_t TrustFlagsFromVerifyResult(long result) {
@@ -176,8 +265,9 @@ bool IsTlsError(CURLcode code) {
   }
 }
 
-uint32_t CodeFor(CURLcode code, bool tooLarge) {
+uint32_t CodeFor(CURLcode code, bool tooLarge, bool timedOut) {
   if (tooLarge) return code::kHttpTransferFailed;
+  if (timedOut) return code::kHttpTimedOut;
   switch (code) {
     case CURLE_OK:
       return 0;
@@ -250,115 +340,150 @@ std::optional<std::string> CheckMethod(const std::string& method) {
   return std::nullopt;
 }
 
+namespace {
+
+uint32_t TrustFlagsOf(CURL* handle, CURLcode result, bool verifyTls) {
+  char* scheme = nullptr;
+  curl_easy_getinfo(handle, CURLINFO_SCHEME, &scheme);
+  const bool tls = scheme != nullptr && (strcasecmp(scheme, "https") == 0);
+  if (!tls && !IsTlsError(result)) return 0;
+  if (!verifyTls) return trust::kVerificationDisabled;
+  long verify = X509_V_OK;
+  curl_easy_getinfo(handle, CURLINFO_SSL_VERIFYRESULT, &verify);
+  // libcurl checks the host name itself once OpenSSL has accepted the chain;
+  // a failure there leaves no particular OpenSSL result.
+  if (result == CURLE_PEER_FAILED_VERIFICATION && (verify == X509_V_OK || verify == kVerifyCatchAll)) {
+    return trust::kHostNameMismatch;
+  }
+  const uint32_t flags = TrustFlagsFromVerifyResult(verify);
+  return flags == 0 && IsTlsError(result) ? trust::kHandshakeFailed : flags;
+}
+
+}  // namespace
+
+void HttpTransfer::HeadersDone(CURLcode result) {
+  long status = 0;
+  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+  response.status = static_cast<uint32_t>(status);
+  if (response.reason.empty()) response.reason = StandardReason(response.status);
+  trustFailureFlags = TrustFlagsOf(handle, result, settings_.verifyTls);
+  headersSeen = true;
+  std::lock_guard<std::mutex> guard(lock_);
+  headersDone_ = true;
+  ready_.notify_all();
+}
+
+void HttpTransfer::Run() {
+  const HttpRequest& request = request_;
+  const HttpSettings& settings = settings_;
+  std::unique_ptr<CURL, CurlDeleter> curl(curl_easy_init());
+  CURLcode result = CURLE_FAILED_INIT;
+  char errorText[CURL_ERROR_SIZE] = {};
+  std::unique_ptr<curl_slist, SlistDeleter> headers;
+  const std::string userAgent = UserAgentFor(settings, request.userAgentSuffix);
+  if (curl) {
+    handle = curl.get();
+    const auto addHeader = [&](const std::string& line) {
+      curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
+      if (grown != nullptr) {
+        (void)headers.release();
+        headers.reset(grown);
+      }
+    };
+    for (const auto& line : request.headers) addHeader(line);
+    // Bodies go out at once instead of waiting for "100 Continue" first.
+    if (!request.body.empty() && !HasHeader(request.headers, "Expect")) addHeader("Expect:");
+
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorText);
+    curl_easy_setopt(handle, CURLOPT_URL, request.url.c_str());
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
+    if (!userAgent.empty()) curl_easy_setopt(handle, CURLOPT_USERAGENT, userAgent.c_str());
+    if (!request.referenceUrl.empty()) curl_easy_setopt(handle, CURLOPT_REFERER, request.referenceUrl.c_str());
+    curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, static_cast<long>(settings.connectTimeoutSeconds));
+    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, settings.followRedirects ? 1L : 0L);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, settings.verifyTls ? 1L : 0L);
+    curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, settings.verifyTls ? 2L : 0L);
+    if (!settings.caFile.empty()) curl_easy_setopt(handle, CURLOPT_CAINFO, settings.caFile.c_str());
+    curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
+    curl_easy_setopt(handle, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnBody);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);
+    curl_easy_setopt(handle, CURLOPT_XFERINFODATA, this);
+    // Whatever the server sends is passed on as it is, compressed or not.
+    curl_easy_setopt(handle, CURLOPT_HTTP_CONTENT_DECODING, 0L);
+    // Large reads from the client want large pieces from the server.
+    curl_easy_setopt(handle, CURLOPT_BUFFERSIZE, 512L * 1024L);
+
+    const std::string& method = request.method;
+    if (method == "HEAD") {
+      curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
+    } else if (method == "GET" && request.body.empty()) {
+      curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
+    } else {
+      if (!request.body.empty() || method == "POST" || method == "PUT" || method == "PATCH") {
+        // POSTFIELDS makes libcurl send the body (possibly empty) with a Content-Length.
+        static const char kEmpty[] = "";
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+        curl_easy_setopt(handle, CURLOPT_POSTFIELDS,
+                         request.body.empty() ? kEmpty : reinterpret_cast<const char*>(request.body.data()));
+      }
+      if (method != "POST") curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
+    }
+    result = curl_easy_perform(handle);
+  }
+
+  const uint32_t code = CodeFor(result, tooLarge, timedOut);
+  if (code == 0 && !headersSeen) HeadersDone(result);  // a response without a header block
+  if (code != 0) {
+    outcome.code = code;
+    outcome.detail = !curl ? "curl_easy_init failed" : errorText[0] != '\0' ? errorText : curl_easy_strerror(result);
+    if (curl) trustFailureFlags = TrustFlagsOf(handle, result, settings.verifyTls);
+    if (trustFailureFlags != 0) {
+      long verify = X509_V_OK;
+      curl_easy_getinfo(handle, CURLINFO_SSL_VERIFYRESULT, &verify);
+      outcome.detail += " (certificate check " + std::to_string(verify) + ", trust-failure flags " +
+                        std::to_string(trustFailureFlags) + ")";
+    }
+    if (tooLarge) outcome.detail = "response body larger than " + std::to_string(settings.maxResponseBytes) + " bytes";
+    if (timedOut) outcome.detail = "no answer within the time-out";
+  }
+  body->Finish(code);
+  std::lock_guard<std::mutex> guard(lock_);
+  done_ = true;
+  ready_.notify_all();
+}
+
+size_t HttpResponse::ReadBody(uint8_t* out, size_t max, uint32_t& code) {
+  code = 0;
+  if (transfer) return transfer->body->Take(out, max, code);
+  const size_t chunk = std::min(body.size() - readOffset, max);
+  if (chunk > 0) std::memcpy(out, body.data() + readOffset, chunk);
+  readOffset += chunk;
+  return chunk;
+}
+
 HttpOutcome Perform(HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel) {
   request.attempted = true;
   request.trustFailureFlags = 0;
   request.response.reset();
   if (request.url.empty()) return {PalvonAuthManagerSDK::rc::kBadParameter, "no URL set"};
 
-  std::unique_ptr<CURL, CurlDeleter> curl(curl_easy_init());
-  if (!curl) return {code::kHttpTransferFailed, "curl_easy_init failed"};
-  CURL* handle = curl.get();
-  Transfer transfer;
-  transfer.limit = settings.maxResponseBytes;
-  transfer.cancel = &cancel;
-  char errorText[CURL_ERROR_SIZE] = {};
-
-  std::unique_ptr<curl_slist, SlistDeleter> headers;
-  const auto addHeader = [&](const std::string& line) {
-    curl_slist* grown = curl_slist_append(headers.get(), line.c_str());
-    if (grown != nullptr) {
-      (void)headers.release();
-      headers.reset(grown);
-    }
-  };
-  for (const auto& line : request.headers) addHeader(line);
-  // Bodies go out at once instead of waiting for "100 Continue" first.
-  if (!request.body.empty() && !HasHeader(request.headers, "Expect")) addHeader("Expect:");
-  const std::string userAgent = UserAgentFor(settings, request.userAgentSuffix);
-
-  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorText);
-  curl_easy_setopt(handle, CURLOPT_URL, request.url.c_str());
-  curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
-  if (!userAgent.empty()) curl_easy_setopt(handle, CURLOPT_USERAGENT, userAgent.c_str());
-  if (!request.referenceUrl.empty()) curl_easy_setopt(handle, CURLOPT_REFERER, request.referenceUrl.c_str());
-  curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, static_cast<long>(settings.connectTimeoutSeconds));
-  const uint32_t timeout = request.timeoutSeconds != 0 ? request.timeoutSeconds : settings.timeoutSeconds;
-  curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(timeout));
-  curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, settings.followRedirects ? 1L : 0L);
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, settings.verifyTls ? 1L : 0L);
-  curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, settings.verifyTls ? 2L : 0L);
-  if (!settings.caFile.empty()) curl_easy_setopt(handle, CURLOPT_CAINFO, settings.caFile.c_str());
-  curl_easy_setopt(handle, CURLOPT_HEADERFUNCTION, OnHeader);
-  curl_easy_setopt(handle, CURLOPT_HEADERDATA, &transfer);
-  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, OnBody);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &transfer);
-  curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, OnProgress);
-  curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &transfer);
-  // Whatever the server sends is passed on as it is, compressed or not.
-  curl_easy_setopt(handle, CURLOPT_HTTP_CONTENT_DECODING, 0L);
-
-  const std::string& method = request.method;
-  if (method == "HEAD") {
-    curl_easy_setopt(handle, CURLOPT_NOBODY, 1L);
-  } else if (method == "GET" && request.body.empty()) {
-    curl_easy_setopt(handle, CURLOPT_HTTPGET, 1L);
-  } else {
-    if (!request.body.empty() || method == "POST" || method == "PUT" || method == "PATCH") {
-      // POSTFIELDS makes libcurl send the body (possibly empty) with a Content-Length.
-      static const char kEmpty[] = "";
-      curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
-      curl_easy_setopt(handle, CURLOPT_POSTFIELDS,
-                       request.body.empty() ? kEmpty : reinterpret_cast<const char*>(request.body.data()));
-    }
-    if (method != "POST") curl_easy_setopt(handle, CURLOPT_CUSTOMREQUEST, method.c_str());
+  auto transfer = std::make_shared<HttpTransfer>(request, settings, cancel);
+  transfer->Start();
+  if (!transfer->WaitForHeaders(cancel)) {
+    if (cancel.load()) return {code::kHttpCancelled, "the client went away or the service is stopping"};
+    // The transfer has ended: its thread is joined when `transfer` goes.
+    request.trustFailureFlags = transfer->trustFailureFlags;
+    return transfer->outcome;
   }
-
-  const CURLcode result = curl_easy_perform(handle);
-
-  char* scheme = nullptr;
-  curl_easy_getinfo(handle, CURLINFO_SCHEME, &scheme);
-  const bool tls = scheme != nullptr && (strcasecmp(scheme, "https") == 0);
-  if (tls || IsTlsError(result)) {
-    if (!settings.verifyTls) {
-      request.trustFailureFlags = trust::kVerificationDisabled;
-    } else {
-      long verify = X509_V_OK;
-      curl_easy_getinfo(handle, CURLINFO_SSL_VERIFYRESULT, &verify);
-      if (result == CURLE_PEER_FAILED_VERIFICATION && (verify == X509_V_OK || verify == kVerifyCatchAll)) {
-        // libcurl checks the host name itself once OpenSSL has accepted the
-        // chain; a failure there leaves no particular OpenSSL result.
-        request.trustFailureFlags = trust::kHostNameMismatch;
-      } else {
-        request.trustFailureFlags = TrustFlagsFromVerifyResult(verify);
-      }
-      if (request.trustFailureFlags == 0 && IsTlsError(result)) {
-        request.trustFailureFlags = trust::kHandshakeFailed;
-      }
-    }
-  }
-
-  const uint32_t code = CodeFor(result, transfer.tooLarge);
-  if (code != 0) {
-    std::string detail = errorText[0] != '\0' ? errorText : curl_easy_strerror(result);
-    if (request.trustFailureFlags != 0) {
-      long verify = X509_V_OK;
-      curl_easy_getinfo(handle, CURLINFO_SSL_VERIFYRESULT, &verify);
-      detail += " (certificate check " + std::to_string(verify) + ", trust-failure flags " +
-                std::to_string(request.trustFailureFlags) + ")";
-    }
-    if (transfer.tooLarge) detail = "response body larger than " + std::to_string(transfer.limit) + " bytes";
-    return {code, detail};
-  }
-  long status = 0;
-  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-  transfer.response.status = static_cast<uint32_t>(status);
-  if (transfer.response.reason.empty()) transfer.response.reason = StandardReason(transfer.response.status);
-  const std::string summary = "HTTP " + std::to_string(status) + " " + transfer.response.reason + ", " +
-                              std::to_string(transfer.response.body.size()) + " body bytes";
-  request.response = std::move(transfer.response);
+  request.trustFailureFlags = transfer->trustFailureFlags;
+  HttpResponse response = transfer->response;
+  response.transfer = transfer;
+  const std::string summary = "HTTP " + std::to_string(response.status) + " " + response.reason;
+  request.response = std::move(response);
   return {0, summary};
 }
 

@@ -4,7 +4,9 @@
 // HTTP requests performed on a client's behalf, with libcurl.
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,11 +20,17 @@ struct HttpSettings {
   std::string userAgent;
   uint32_t connectTimeoutSeconds = 10;
   uint32_t timeoutSeconds = 60;
+  /** Largest body a response may have; 0 for no limit. */
   uint64_t maxResponseBytes = 0;
+  /** Bytes of a body the service holds per transfer while the client has not read them. */
+  size_t bodyBufferBytes = 4u * 1024u * 1024u;
   bool followRedirects = false;
   bool verifyTls = true;
   std::string caFile;
 };
+
+class BodyStream;
+class HttpTransfer;
 
 /** What came back for the last request sent on a handle. */
 struct HttpResponse {
@@ -30,9 +38,13 @@ struct HttpResponse {
   std::string reason;
   /** Header lines "Name: value" of the final response, in arrival order. */
   std::vector<std::string> headers;
+  /** A body held whole (a response made without a transfer), and how much of it was read. */
   std::vector<uint8_t> body;
-  /** How much of the body the client has read. */
   size_t readOffset = 0;
+  /** The transfer still bringing the body; it ends when the last owner goes. */
+  std::shared_ptr<HttpTransfer> transfer;
+  /** Takes what the client may read now (see BodyStream::Take); `code` is 0 or why the body broke off. */
+  size_t ReadBody(uint8_t* out, size_t max, uint32_t& code);
 };
 
 /** One request object behind an HTTP handle. */
@@ -69,9 +81,10 @@ void ShutdownHttp();
 std::string UserAgentFor(const HttpSettings& settings, const std::string& suffix);
 
 /**
- * Performs the request and stores the response (or clears it on failure).
- * `cancel` is polled while the transfer runs; when it turns true the
- * transfer stops with code::kHttpCancelled.
+ * Sends the request and returns once the final response's status line and
+ * headers are in, storing the response (or clearing it on failure); the
+ * body follows through HttpResponse::ReadBody while the client reads.
+ * `cancel` turning true stops the transfer (code::kHttpCancelled).
  */
 HttpOutcome Perform(HttpRequest& request, const HttpSettings& settings, const std::atomic<bool>& cancel);
 

@@ -152,14 +152,16 @@ uint32_t Dispatcher::OnSend(uint32_t handle, HttpRequest& http) {
 }
 
 uint32_t Dispatcher::OnReadBody(const LinuxDictionary& request, HttpResponse& response, LinuxDictionary& reply) {
-  const uint32_t wanted = UIntOf(request, key::kMaxBytesToRead).value_or(0);
-  const size_t left = response.body.size() - response.readOffset;
-  const size_t chunk = std::min<size_t>({left, wanted, kMaxBodyChunk});
-  if (chunk > 0) {
-    // An empty buffer cannot be encoded; the end of the body is a reply without one.
-    reply.SetBuffer(key::kByteData, response.body.data() + response.readOffset, static_cast<unsigned int>(chunk));
-    response.readOffset += chunk;
+  const size_t wanted = std::min<size_t>(UIntOf(request, key::kMaxBytesToRead).value_or(0), kMaxBodyChunk);
+  std::vector<uint8_t> chunk(wanted);
+  uint32_t code = 0;
+  const size_t got = response.ReadBody(chunk.data(), wanted, code);
+  if (code != 0) {
+    LogWarning("client ", processId_, ": HTTP response body broke off with ", code);
+    return code;
   }
+  // An empty buffer cannot be encoded; the end of the body is a reply without one.
+  if (got > 0) reply.SetBuffer(key::kByteData, chunk.data(), static_cast<unsigned int>(got));
   return 0;
 }
 
