@@ -162,6 +162,8 @@ bool IsFinalResponse(HttpTransfer& transfer) {
 size_t OnHeader(char* data, size_t size, size_t count, void* user) {
   auto& transfer = *static_cast<HttpTransfer*>(user);
   const size_t length = size * count;
+  // Trailers after the body are not passed on: the headers were handed out.
+  if (transfer.headersSeen) return length;
   std::string line(data, length);
   while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
   auto& response = transfer.response;

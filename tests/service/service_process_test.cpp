@@ -289,3 +289,82 @@ TEST(ServiceProcess, EachClientCostsAtMostOneFrameOneSessionAndItsPipesUntilItIs
       << daemon.Log();
 #endif
 }
+
+// Response bodies stream: the first bytes of a slow server reach the client
+// while the server still holds the rest, a large body arrives byte-exact, a
+// client that stops reading stops the download, and destroying the request
+// mid-body ends the server's side.
+TEST(ServiceProcess, ResponseBodiesStreamThroughABoundedBuffer) {
+  constexpr size_t kLarge = 48u << 20;
+  const auto pattern = [](size_t at) { return static_cast<char>('a' + (at * 7 + at / 4093) % 26); };
+  std::atomic<bool> release{false};
+  std::atomic<size_t> sent{0};
+  std::atomic<bool> closed{false};
+  LoopbackHttp http;
+  http.Routes().Get("/slow", [&](const httplib::Request&, httplib::Response& response) {
+    response.set_chunked_content_provider("application/octet-stream", [&](size_t offset, httplib::DataSink& sink) {
+      if (offset == 0) return sink.write("first", 5);
+      while (!release) std::this_thread::sleep_for(5ms);
+      sink.done();
+      return true;
+    });
+  });
+  http.Routes().Get("/large", [&](const httplib::Request&, httplib::Response& response) {
+    response.set_content_provider(kLarge, "application/octet-stream",
+                                  [&](size_t offset, size_t length, httplib::DataSink& sink) {
+                                    std::string piece(std::min<size_t>(length, 256u << 10), '\0');
+                                    for (size_t i = 0; i < piece.size(); ++i) piece[i] = pattern(offset + i);
+                                    if (!sink.write(piece.data(), piece.size())) closed = true;
+                                    sent = offset + piece.size();
+                                    return !closed.load();
+                                  });
+  });
+  http.Start();
+  Daemon daemon({}, "[http]\nbody_buffer_bytes = 1048576\n");
+  ConnectionHandle c = 0;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &c), 0u);
+  const auto open = [&](const char* path) {
+    AMHttpHandle h = 0;
+    EXPECT_EQ(PalvonAuthManager_CreateAMHttpRequest(c, &h), 0u);
+    EXPECT_EQ(PalvonAuthManager_SetRequestUrl(h, http.Url(path).c_str()), 0u);
+    EXPECT_EQ(PalvonAuthManager_SendRequestAndReceiveResponse(h), 0u);
+    return h;
+  };
+  std::vector<AMByte> buffer(1u << 20);
+  AMUint got = 0;
+
+  const AMHttpHandle slow = open("/slow");
+  ASSERT_EQ(PalvonAuthManager_ReadResponseBodyStream(slow, buffer.data(), 1024, &got), 0u);
+  EXPECT_EQ(std::string(buffer.begin(), buffer.begin() + got), "first");
+  release = true;
+  ASSERT_EQ(PalvonAuthManager_ReadResponseBodyStream(slow, buffer.data(), 1024, &got), 0u);
+  EXPECT_EQ(got, 0u);
+
+  const AMHttpHandle large = open("/large");
+  size_t total = 0;
+  bool exact = true;
+  do {
+    ASSERT_EQ(PalvonAuthManager_ReadResponseBodyStream(large, buffer.data(), 1u << 20, &got), 0u);
+    for (AMUint i = 0; i < got; ++i) exact = exact && buffer[i] == static_cast<AMByte>(pattern(total + i));
+    total += got;
+  } while (got > 0);
+  EXPECT_TRUE(exact);
+  EXPECT_EQ(total, kLarge);
+
+  // One read, then none: the server gets no further than the service's
+  // buffer and the sockets between them hold.
+  const AMHttpHandle stopped = open("/large");
+  ASSERT_EQ(PalvonAuthManager_ReadResponseBodyStream(stopped, buffer.data(), 1u << 20, &got), 0u);
+  size_t before = 0;
+  do {
+    before = sent;
+    std::this_thread::sleep_for(300ms);
+  } while (sent != before);
+  EXPECT_LT(sent.load(), size_t{16u << 20});
+  EXPECT_EQ(PalvonAuthManager_DestroyAMHttpRequest(stopped), 0u);
+  for (int i = 0; i < 400 && !closed; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_TRUE(closed);
+  EXPECT_EQ(PalvonAuthManager_DestroyConnection(c), 0u);
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
