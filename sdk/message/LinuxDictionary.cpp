@@ -1,5 +1,6 @@
 #include "LinuxDictionary.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -124,6 +125,13 @@ void LinuxDictionary::SetBuffer(const wchar_t* key, const unsigned char* data, u
   if (key == nullptr || data == nullptr || size == 0) return;
   encodingValid_ = false;
   bufferValues_.insert_or_assign(std::wstring(key), BufferValue(std::vector<uint8_t>(data, data + size), size));
+}
+
+void LinuxDictionary::SetBuffer(const wchar_t* key, std::vector<uint8_t>&& data) {
+  if (key == nullptr || data.empty() || data.size() > UINT32_MAX) return;
+  encodingValid_ = false;
+  const auto size = static_cast<uint32_t>(data.size());
+  bufferValues_.insert_or_assign(std::wstring(key), BufferValue(std::move(data), size));
 }
 
 const wchar_t* LinuxDictionary::GetString(const wchar_t* key) const {

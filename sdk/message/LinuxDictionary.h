@@ -44,6 +44,8 @@ class LinuxDictionary {
   void SetWideString(const wchar_t* key, std::wstring value);
   /** Stores a copy of the bytes; does nothing for a null key, null data or size 0. */
   void SetBuffer(const wchar_t* key, const unsigned char* data, unsigned int size);
+  /** Takes the bytes without copying them; does nothing for a null key or no bytes. */
+  void SetBuffer(const wchar_t* key, std::vector<uint8_t>&& data);
 
   /** Text of a wide-string value, owned by the dictionary; null if absent. */
   const wchar_t* GetString(const wchar_t* key) const;

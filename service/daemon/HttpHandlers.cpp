@@ -161,7 +161,8 @@ uint32_t Dispatcher::OnReadBody(const LinuxDictionary& request, HttpResponse& re
     return code;
   }
   // An empty buffer cannot be encoded; the end of the body is a reply without one.
-  if (got > 0) reply.SetBuffer(key::kByteData, chunk.data(), static_cast<unsigned int>(got));
+  chunk.resize(got);
+  reply.SetBuffer(key::kByteData, std::move(chunk));
   return 0;
 }
 
