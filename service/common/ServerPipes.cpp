@@ -25,6 +25,9 @@ namespace wire = PalvonAuthManagerSDK::wire;
 
 namespace {
 
+/** Buffer size asked for a client's reply pipe (the usual limit for unprivileged processes). */
+constexpr int kReplyPipeBytes = 1024 * 1024;
+
 constexpr size_t kPrefix = wire::kEnvelopeSize;
 /** Most bytes taken from the registration pipe per read call. */
 constexpr size_t kRegistrationReadLimit = 4096;
@@ -271,6 +274,9 @@ bool ClientPipes::Open() {
     errno = error;
     return false;
   }
+  // Large replies (body chunks) cross in fewer pieces through a larger pipe;
+  // where the system refuses, the default size serves as well.
+  (void)fcntl(reply, F_SETPIPE_SZ, kReplyPipeBytes);
   requestFd_.Reset(request);
   replyFd_.Reset(reply);
   files_.request = IdOf(request);
