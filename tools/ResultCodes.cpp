@@ -28,6 +28,21 @@ ResultCodeInfo DescribeResult(uint32_t code) {
       return {"AM_RESULT_NOT_IMPLEMENTED", "not implemented / not available at this API level"};
     case AM_RESULT_SERVICE_BUSY:
       return {"AM_RESULT_SERVICE_BUSY", "busy"};
+    // The reference service's own codes, documented in docs/service.md.
+    case 0x8001:
+      return {"HTTP_CONNECTION_REFUSED", "the connection was refused (or the server did not answer)"};
+    case 0x8002:
+      return {"HTTP_TIMED_OUT", "the request timed out"};
+    case 0x8003:
+      return {"HTTP_TLS_FAILURE", "the TLS handshake failed or the server is not trusted"};
+    case 0x8004:
+      return {"HTTP_NO_RESPONSE", "no response: no request on the handle has succeeded"};
+    case 0x8005:
+      return {"HTTP_TRANSFER_FAILED", "the transfer failed"};
+    case 0x8006:
+      return {"HTTP_CANCELLED", "the request was cancelled"};
+    case 0x8007:
+      return {"HTTP_HOST_UNKNOWN", "the host name is unknown"};
     default:
       return {"SERVICE_DEFINED", "service-defined code"};
   }

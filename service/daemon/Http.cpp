@@ -450,7 +450,10 @@ void HttpTransfer::Run() {
                         std::to_string(trustFailureFlags) + ")";
     }
     if (tooLarge) outcome.detail = "response body larger than " + std::to_string(settings.maxResponseBytes) + " bytes";
-    if (timedOut) outcome.detail = "no answer within the time-out";
+    if (timedOut) {
+      const uint32_t seconds = request.timeoutSeconds != 0 ? request.timeoutSeconds : settings.timeoutSeconds;
+      outcome.detail = "the server sent nothing for " + std::to_string(seconds) + " s (the request's time-out)";
+    }
   }
   body->Finish(code);
   std::lock_guard<std::mutex> guard(lock_);
