@@ -57,9 +57,15 @@ CLinuxIPC::~CLinuxIPC() { CLinuxIPC::Close(); }
 
 std::string CLinuxIPC::getUserTmpDir() {
   return FindPipeFolder([](PipeFolderNote note, const std::string& line) {
+    // Falling back is the library's own business: it goes to the trace, not
+    // to the host application's standard error. A refused folder is told there too.
+    if (note == PipeFolderNote::kFallback) {
+      CTracer::Msg(L"%ls", CSDKUtils::WidenBytes(line).c_str());
+      return;
+    }
     std::fprintf(stderr, "%s\n", line.c_str());
     std::fflush(stderr);
-    if (note == PipeFolderNote::kProblem) CTracer::Err(L"%ls", CSDKUtils::WidenBytes(line).c_str());
+    CTracer::Err(L"%ls", CSDKUtils::WidenBytes(line).c_str());
   });
 }
 

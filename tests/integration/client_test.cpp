@@ -667,8 +667,6 @@ TEST(Registration, ClientsRegisterThroughOneSharedPipeWhileAReaderComesAndGoes) 
 
 TEST(PipeDirectory, OnlyAPrivateFolderOfTheUserIsTaken) {
   const std::string user = "pam-test-user-" + std::to_string(getpid()), tmpUser = "/tmp/" + user;
-  const std::string homeFails = "Failed to create rzpHome directory inside user home directory. ";
-  const std::string notPrivate = homeFails + "group or others may write to itFalling to /tmp directory\n";
   const std::string notFolder = "it is not a directory (or is a link)";
   const std::string none = "No private pipe folder: set HOME to a home directory of this user\n";
   const auto folder = [](const std::string& path, mode_t mode) {
@@ -690,20 +688,20 @@ TEST(PipeDirectory, OnlyAPrivateFolderOfTheUserIsTaken) {
          return folder(h + "/.RZPClient", 0700) && folder(h + "/elsewhere", 0700) &&
                 symlink((h + "/elsewhere").c_str(), (h + "/.RZPClient/.tmp").c_str()) == 0;
        },
-       "<home>", user, tmpUser, homeFails + notFolder + "Falling to /tmp directory\n"},
+       "<home>", user, tmpUser, ""},
       {"group may write", false, [&](const std::string& h) { return folder(h + "/.RZPClient", 0770); }, "<home>", user,
-       tmpUser, notPrivate},
+       tmpUser, ""},
       {"home unusable", false,
        [](const std::string& h) { return close(open((h + "/.RZPClient").c_str(), O_CREAT | O_WRONLY, 0600)) == 0; },
-       "<home>", user, tmpUser, homeFails + notFolder + "Falling to /tmp directory\n"},
+       "<home>", user, tmpUser, ""},
       {"/tmp/<user> of another user, open to all", true,
        [&](const std::string& h) {
          return folder(h + "/.RZPClient", 0777) && folder(tmpUser, 0777) && chown(tmpUser.c_str(), 4242, 4242) == 0;
        },
-       "<home>", user, "", notPrivate + "Pipe folder " + tmpUser + " is not used: it belongs to user 4242\n" + none},
+       "<home>", user, "", "Pipe folder " + tmpUser + " is not used: it belongs to user 4242\n" + none},
       {"/tmp/<user> is a link", false,
        [&](const std::string& h) { return folder(h + "/.RZPClient", 0777) && !symlink(h.c_str(), tmpUser.c_str()); },
-       "<home>", user, "", notPrivate + "Pipe folder " + tmpUser + " is not used: " + notFolder + "\n" + none},
+       "<home>", user, "", "Pipe folder " + tmpUser + " is not used: " + notFolder + "\n" + none},
       // An empty HOME is neither "/" nor "/tmp"; a user name leaving /tmp gives no folder.
       {"empty home", false, nullptr, "", user, tmpUser, ""},
       {"user name leaving /tmp", false, nullptr, "", "../etc", "", none},
