@@ -9,13 +9,14 @@ namespace palvonauth {
 
 namespace {
 
-// Runs `body` on a new connection inside an initialised library and reports
-// the connection handle first.
+// Runs `body` on a new connection inside an initialised library, reporting
+// the connection handle first unless the answer is a single value that does
+// not depend on it.
 template <typename Body>
-int WithConnection(const Tool& tool, Output& out, Body body) {
+int WithConnection(const Tool& tool, Output& out, Body body, bool reportConnection = true) {
   LibrarySession session(tool.options, out);
   Connection connection(tool.options);
-  out.Number("connection", connection.Handle());
+  if (reportConnection) out.Number("connection", connection.Handle());
   body(connection.Handle());
   connection.Close();
   session.Close();
@@ -42,7 +43,7 @@ void AddVersionCommand(CLI::App& app, Tool& tool) {
   CLI::App* command = app.add_subcommand("version", "Print the service's version text (asked on a connection)");
   command->callback([&tool] {
     tool.run = [&tool](Output& out) {
-      return WithConnection(tool, out, [&](ConnectionHandle c) { CallGetVersion(out, c); });
+      return WithConnection(tool, out, [&](ConnectionHandle c) { CallGetVersion(out, c); }, false);
     };
   });
 }
