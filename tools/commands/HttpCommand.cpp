@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -14,7 +13,8 @@
 #include "Progress.h"
 #include "commands/Commands.h"
 #include "commands/Gateway.h"
-#include "commands/LibraryText.h"
+#include "http/HeaderFields.h"
+#include "http/HttpExchange.h"
 
 namespace palvonauth {
 
@@ -66,28 +66,6 @@ std::vector<AMByte> LoadData(const std::string& source) {
   return bytes;
 }
 
-class HttpRequest {
- public:
-  explicit HttpRequest(ConnectionHandle connection) {
-    Check("PalvonAuthManager_CreateAMHttpRequest", PalvonAuthManager_CreateAMHttpRequest(connection, &handle_));
-    open_ = true;
-  }
-  ~HttpRequest() {
-    if (open_) (void)PalvonAuthManager_DestroyAMHttpRequest(handle_);
-  }
-  HttpRequest(const HttpRequest&) = delete;
-  HttpRequest& operator=(const HttpRequest&) = delete;
-  AMHttpHandle Handle() const { return handle_; }
-  void Close() {
-    open_ = false;
-    Check("PalvonAuthManager_DestroyAMHttpRequest", PalvonAuthManager_DestroyAMHttpRequest(handle_));
-  }
-
- private:
-  AMHttpHandle handle_ = 0;
-  bool open_ = false;
-};
-
 struct FileCloser {
   void operator()(std::FILE* file) const {
     if (file != nullptr) std::fclose(file);
@@ -101,38 +79,22 @@ void WriteAll(std::FILE* file, const std::string& name, const void* data, size_t
   }
 }
 
-bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (size_t i = 0; i < a.size(); ++i) {
-    const char x = a[i] >= 'A' && a[i] <= 'Z' ? static_cast<char>(a[i] - 'A' + 'a') : a[i];
-    const char y = b[i] >= 'A' && b[i] <= 'Z' ? static_cast<char>(b[i] - 'A' + 'a') : b[i];
-    if (x != y) return false;
-  }
-  return true;
-}
-
-// The body size announced by a "Content-Length" header, 0 when none.
-uint64_t ContentLength(const std::vector<std::string>& headers) {
-  for (const std::string& header : headers) {
-    const size_t colon = header.find(':');
-    if (colon == std::string::npos || !EqualsIgnoreCase(header.substr(0, colon), "content-length")) continue;
-    const std::string value = header.substr(colon + 1);
-    char* end = nullptr;
-    const unsigned long long length = std::strtoull(value.c_str(), &end, 10);
-    if (end != value.c_str()) return length;
-  }
-  return 0;
-}
-
 int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
   // Everything local is checked before the service is asked anything.
-  std::optional<std::vector<AMByte>> body;
+  HttpRequestSpec request;
   if (options.dataBinary) {
-    body = LoadData(*options.dataBinary);
+    request.body = LoadData(*options.dataBinary);
   } else if (options.data) {
-    body = LoadData(*options.data);
+    request.body = LoadData(*options.data);
   }
-  if (body && body->size() > std::numeric_limits<AMUint>::max()) throw LocalError("request body too large");
+  request.method = options.method.value_or(request.body ? "POST" : "GET");
+  request.url = options.url;
+  request.headers = options.headers;
+  request.referenceUrl = options.referenceUrl;
+  request.authenticationFlags = options.flags;
+  request.timeoutSeconds = options.timeout;
+  request.userAgentSuffix = options.userAgentSuffix;
+  request.route = options.route;
   std::unique_ptr<std::FILE, FileCloser> file;
   std::string destinationName = "standard output";
   if (options.output && *options.output != "-") {
@@ -145,76 +107,20 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
 
   LibrarySession session(tool.options, out);
   Connection connection(tool.options);
-  HttpRequest request(connection.Handle());
-  const AMHttpHandle handle = request.Handle();
+  HttpExchange exchange(connection.Handle());
   // In text mode the output is the response itself, as with curl; the
   // record of the exchange is written only in JSON mode.
   const bool json = out.Json();
   if (json) {
     out.Number("connection", connection.Handle());
-    out.Number("request", handle);
+    out.Number("request", exchange.Handle());
   }
-
-  const std::wstring method = FromUtf8(options.method.value_or(body ? "POST" : "GET"));
-  Check("PalvonAuthManager_SetRequestMethod", PalvonAuthManager_SetRequestMethod(handle, method.c_str()));
-  const std::wstring url = FromUtf8(options.url);
-  Check("PalvonAuthManager_SetRequestUrl", PalvonAuthManager_SetRequestUrl(handle, url.c_str()));
-  if (options.referenceUrl) {
-    const std::wstring reference = FromUtf8(*options.referenceUrl);
-    Check("PalvonAuthManager_SetRequestReferenceUrl",
-          PalvonAuthManager_SetRequestReferenceUrl(handle, reference.c_str()));
-  }
-  if (options.flags) {
-    Check("PalvonAuthManager_SetRequestAuthenticationFlags",
-          PalvonAuthManager_SetRequestAuthenticationFlags(handle, *options.flags));
-  }
-  if (options.timeout) {
-    Check("PalvonAuthManager_SetRequestTimeoutSeconds",
-          PalvonAuthManager_SetRequestTimeoutSeconds(handle, *options.timeout));
-  }
-  if (options.userAgentSuffix) {
-    const std::wstring suffix = FromUtf8(*options.userAgentSuffix);
-    Check("PalvonAuthManager_SetRequestUserAgentSuffix",
-          PalvonAuthManager_SetRequestUserAgentSuffix(handle, suffix.c_str()));
-  }
-  if (options.route.logonPoint) {
-    const GatewayRecord route(options.route);
-    Check("PalvonAuthManager_SetRequestRoute", PalvonAuthManager_SetRequestRoute(handle, route.Get()));
-  }
-  for (const std::string& header : options.headers) {
-    const std::wstring line = FromUtf8(header);
-    Check("PalvonAuthManager_AddRequestHeader", PalvonAuthManager_AddRequestHeader(handle, line.c_str()));
-  }
-  if (body) {
-    Check("PalvonAuthManager_SetRequestData",
-          PalvonAuthManager_SetRequestData(handle, body->empty() ? nullptr : body->data(),
-                                           static_cast<AMUint>(body->size())));
-    body.reset();
-  }
-
-  Check("PalvonAuthManager_SendRequestAndReceiveResponse", PalvonAuthManager_SendRequestAndReceiveResponse(handle));
-  AMUint status = 0;
-  Check("PalvonAuthManager_GetResponseStatusCode", PalvonAuthManager_GetResponseStatusCode(handle, &status));
-  std::string reason;
-  {
-    LibraryText phrase;
-    const AMResult result = PalvonAuthManager_GetResponseReasonPhrase(handle, &phrase.text);
-    reason = ToUtf8OrEmpty(phrase.text);
-    Check("PalvonAuthManager_GetResponseReasonPhrase", result);
-  }
-  std::vector<std::string> headers;
-  {
-    AMChar** lines = nullptr;
-    const AMResult result = PalvonAuthManager_GetResponseHeaders(handle, &lines);
-    for (AMChar** line = lines; result == AM_RESULT_SUCCESS && line != nullptr && *line != nullptr; ++line) {
-      headers.push_back(ToUtf8OrEmpty(*line));
-    }
-    (void)PalvonAuthManager_FreeResponseHeaders(lines);
-    Check("PalvonAuthManager_GetResponseHeaders", result);
-  }
-  AMUint trustFailureFlags = 0;
-  Check("PalvonAuthManager_GetResponseTrustFailureFlags",
-        PalvonAuthManager_GetResponseTrustFailureFlags(handle, &trustFailureFlags));
+  exchange.Send(request);
+  request.body.reset();
+  const HttpResponseHead head = exchange.ReadHead();
+  const AMUint status = head.status;
+  const std::string& reason = head.reason;
+  const std::vector<std::string>& headers = head.headers;
 
   if (json) {
     out.Number("status", status);
@@ -222,14 +128,14 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
     out.BeginArray("headers");
     for (const std::string& header : headers) out.String("", header);
     out.EndArray();
-    out.Number("trustFailureFlags", trustFailureFlags);
+    out.Number("trustFailureFlags", head.trustFailureFlags);
   } else if (options.include) {
-    std::string head = "HTTP " + std::to_string(status);
-    if (!reason.empty()) head += " " + reason;
-    head += "\n";
-    for (const std::string& header : headers) head += header + "\n";
-    head += "\n";
-    WriteAll(destination, destinationName, head.data(), head.size());
+    std::string text = "HTTP " + std::to_string(status);
+    if (!reason.empty()) text += " " + reason;
+    text += "\n";
+    for (const std::string& header : headers) text += header + "\n";
+    text += "\n";
+    WriteAll(destination, destinationName, text.data(), text.size());
   }
 
   const bool failed = options.fail && status >= 400;
@@ -238,14 +144,12 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
     bool showProgress = isatty(STDERR_FILENO) != 0 && (file || isatty(STDOUT_FILENO) == 0);
     if (options.progress) showProgress = true;
     if (options.noProgress) showProgress = false;
-    Progress progress(stderr, showProgress, ContentLength(headers), options.chunkSize);
+    Progress progress(stderr, showProgress, ContentLength(headers).value_or(0), options.chunkSize);
     std::vector<AMByte> chunk(options.chunkSize);
     Base64Encoder base64;
     if (bodyInJson) out.BeginStreamedString("bodyBase64");
     for (;;) {
-      AMUint got = 0;
-      Check("PalvonAuthManager_ReadResponseBodyStream",
-            PalvonAuthManager_ReadResponseBodyStream(handle, chunk.data(), options.chunkSize, &got));
+      const AMUint got = exchange.ReadBody(chunk.data(), options.chunkSize);
       if (got == 0) break;
       received += got;
       if (bodyInJson) {
@@ -267,7 +171,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
   }
   if (json) out.Number("bodyBytes", received);
 
-  request.Close();
+  exchange.Close();
   connection.Close();
   session.Close();
   if (failed) {
