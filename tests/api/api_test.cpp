@@ -92,4 +92,19 @@ TEST_P(ExamplesTest, WalkThroughLevelOneAndReportAFailedCall) {
 INSTANTIATE_TEST_SUITE_P(Level1, ExamplesTest, ::testing::Values(PAM_LEVEL1_EXAMPLE_C, PAM_LEVEL1_EXAMPLE_CPP),
                          [](const auto& info) { return std::string(info.index == 0 ? "C" : "Cpp"); });
 
+// The README's C and C++ examples, built from the README's own text.
+class ReadmeExampleTest : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(ReadmeExampleTest, PrintsTheServiceVersion) {
+  pam_test::TestService service;
+  service.Script(msg::kCreateConnection, {Reply::Return(0).UInt(L"AuthManagerHandle", 42)});
+  service.Script(msg::kGetVersion, {Reply::Return(0).Wide(L"version", L"7.3.0")});
+  const pam_test::ChildResult outcome = pam_test::RunChild({GetParam()});
+  EXPECT_EQ(outcome.exitCode, 0) << outcome.err;
+  EXPECT_EQ(outcome.out, "service version: 7.3.0\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Readme, ReadmeExampleTest, ::testing::Values(PAM_README_EXAMPLE_C, PAM_README_EXAMPLE_CPP),
+                         [](const auto& info) { return std::string(info.index == 0 ? "C" : "Cpp"); });
+
 }  // namespace
