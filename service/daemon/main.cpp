@@ -204,7 +204,7 @@ int main(int argc, char** argv) {
   }
   pam_service::IgnoreSigpipe();
 
-  // The search's refusals go to standard error as bare lines, as they always have.
+  // The search's refusals go to standard error as bare lines, as they always have (as warnings in the journal).
   const std::string directory = PalvonAuthManagerSDK::FindPipeFolder(
       [](PalvonAuthManagerSDK::PipeFolderNote, const std::string& line) { WriteBare(LogLevel::kWarning, line); });
   if (directory.empty()) {
