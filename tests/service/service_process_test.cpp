@@ -374,6 +374,7 @@ TEST(ServiceProcess, ResponseBodiesStreamThroughABoundedBuffer) {
 
 TEST(ServiceProcess, ConfigurationFilesItCannotTrustAreRefusedWithTheReason) {
   const std::string file = WriteFile(Home() + "/real.toml", ""), link = Home() + "/link.toml", fifo = Home() + "/fifo";
+  unlink(link.c_str()), unlink(fifo.c_str());  // left by an earlier repetition in the same HOME
   ASSERT_EQ(symlink(file.c_str(), link.c_str()) + mkfifo(fifo.c_str(), 0600), 0);
   const std::string open = WriteFile(Home() + "/open.toml", "");
   ASSERT_EQ(chmod(open.c_str(), 0666), 0);
@@ -401,6 +402,7 @@ TEST(ServiceProcess, UnderSystemdItLogsPrioritiesNotifiesItsStateAndReloadsOnHan
   address.sun_family = AF_UNIX;
   const std::string socketPath = Home() + "/notify";
   socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
+  unlink(socketPath.c_str());
   ASSERT_EQ(bind(notify, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   std::string notified;
   const auto await = [&](const std::string& state) {  // reads notifications until one holds `state`
@@ -445,6 +447,7 @@ TEST(ServiceProcess, UnderSystemdItLogsPrioritiesNotifiesItsStateAndReloadsOnHan
   const std::string pid = std::to_string(getpid());
   EXPECT_TRUE(daemon.WaitForLog("<7>client " + pid + " -> GetServerSDKVersion return=0 {return=0, version=7}"))
       << daemon.Log();
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
   EXPECT_EQ(daemon.Stop(), 0);
   EXPECT_TRUE(await("STOPPING=1")) << notified;
   EXPECT_EQ(daemon.Count("palvonauthd["), 0u) << daemon.Log();
