@@ -3,6 +3,9 @@
 find_package(CURL REQUIRED)
 find_package(tomlplusplus REQUIRED CONFIG)
 find_package(CLI11 REQUIRED CONFIG)
+# sd_notify() for Type=notify; only the executable talks to systemd.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(LIBSYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
 
 # Everything but main(), so that tests can reach the pieces directly.
 add_library(palvonauthd_core STATIC ${PALVONAUTHD_CORE_SOURCES})
@@ -13,7 +16,7 @@ target_link_libraries(palvonauthd_core
 pam_set_warnings(palvonauthd_core)
 
 add_executable(palvonauthd ${CMAKE_CURRENT_LIST_DIR}/daemon/main.cpp)
-target_link_libraries(palvonauthd PRIVATE palvonauthd_core CLI11::CLI11)
+target_link_libraries(palvonauthd PRIVATE palvonauthd_core CLI11::CLI11 PkgConfig::LIBSYSTEMD)
 pam_set_warnings(palvonauthd)
 
 # The systemd user unit names the installed binary.

@@ -101,11 +101,11 @@ void ClientSession::Run() {
 
 std::string ClientSession::Serve() {
   const pam_service::FrameReader& reader = pipes_->Reader();
-  const auto frameTimeout = std::chrono::milliseconds(context_.config().frameTimeoutMs);
   for (;;) {
     if (stopping_) return StopReason();
     int timeoutMs = -1;
     if (reader.InFrame()) {
+      const auto frameTimeout = std::chrono::milliseconds(context_.Current()->config.frameTimeoutMs);
       // A client that stops in the middle of a frame holds a buffer and a
       // thread for nothing: it gets a limited time to go on.
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(reader.LastProgress() + frameTimeout -
@@ -157,7 +157,6 @@ bool ClientSession::Pause(uint32_t milliseconds) {
 }
 
 bool ClientSession::Answer(const LinuxDictionary& request) {
-  const Config& config = context_.config();
   const uint32_t type = request.Header().messageType;
   const std::string name = OperationName(type);
   LogDebug("client ", processId_, " <- ", name, " (", type, ") ", DescribeValues(request));
@@ -165,6 +164,7 @@ bool ClientSession::Answer(const LinuxDictionary& request) {
     LogWarning("client ", processId_, " sent ", name, " carrying process id ", request.Header().processId);
   }
   LinuxDictionary reply = dispatcher_.Answer(request);
+  const Config& config = dispatcher_.settings().config;
   if (config.delayMs > 0 && config.FaultApplies(type) && !Pause(config.delayMs)) return false;
   unsigned int result = 0;
   (void)reply.GetUInt(key::kReturn, &result);

@@ -1,11 +1,15 @@
 #include "daemon/Config.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <toml++/toml.h>
+#include <cerrno>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
 #include <functional>
 #include <limits>
-#include <sstream>
 
 #include "daemon/OperationNames.h"
 #include "daemon/TextFormat.h"
@@ -17,6 +21,9 @@ const std::set<std::string> kGatewayPlaceholders = {"friendlyName", "logonPointU
                                                     "rewriteRule",  "flags",         "token",   "context"};
 
 namespace {
+
+/** A configuration file is a few kilobytes; anything near this is not one. */
+constexpr off_t kMaxConfigFileBytes = 1 << 20;
 
 constexpr const char kDefaultConfig[] =
     R"toml(# palvonauthd configuration. Every key is optional in a configuration file:
@@ -370,11 +377,39 @@ void ApplyConfigText(Config& config, const std::string& text, const std::string&
 }
 
 void ApplyConfigFile(Config& config, const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw ConfigError(path, 0, 0, "cannot be read");
-  std::ostringstream text;
-  text << in.rdbuf();
-  ApplyConfigText(config, text.str(), path);
+  // The file may name a launcher that runs as this user: it has to be a
+  // regular file that no one else controls, reached without a link.
+  const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) {
+    throw ConfigError(path, 0, 0,
+                      errno == ELOOP ? "cannot read: it is a symbolic link (name the file it points to)"
+                                     : std::string("cannot read: ") + std::strerror(errno));
+  }
+  std::string problem, text;
+  struct stat status {};
+  if (fstat(fd, &status) != 0) {
+    problem = std::string("cannot read: ") + std::strerror(errno);
+  } else if (!S_ISREG(status.st_mode)) {
+    problem = "cannot read: it is not a regular file";
+  } else if (status.st_uid != geteuid() && status.st_uid != 0) {
+    problem = "not used: it belongs to user " + std::to_string(status.st_uid);
+  } else if ((status.st_mode & S_IWOTH) != 0) {
+    problem = "not used: anyone may write to it";
+  } else if (status.st_size > kMaxConfigFileBytes) {
+    problem = "not used: larger than " + std::to_string(kMaxConfigFileBytes) + " bytes";
+  }
+  char buffer[8192];
+  while (problem.empty()) {
+    const ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got == 0) break;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) problem = std::string("cannot read: ") + std::strerror(errno);
+    if (got > 0) text.append(buffer, static_cast<size_t>(got));
+    if (text.size() > static_cast<size_t>(kMaxConfigFileBytes)) problem = "not used: it keeps growing";
+  }
+  close(fd);
+  if (!problem.empty()) throw ConfigError(path, 0, 0, problem);
+  ApplyConfigText(config, text, path);
 }
 
 const ServerRule* Config::RuleFor(const std::string& url) const {

@@ -88,7 +88,11 @@ Config DefaultConfig();
  * naming `sourceName`, the line and the problem.
  */
 void ApplyConfigText(Config& config, const std::string& text, const std::string& sourceName);
-/** Reads and applies a TOML file; an unreadable file is a ConfigError too. */
+/**
+ * Reads and applies a TOML file. It must be a regular file of this user (or
+ * root) that others cannot write, named without a symbolic link; anything
+ * else, or a file that cannot be read, is a ConfigError giving the reason.
+ */
 void ApplyConfigFile(Config& config, const std::string& path);
 /** Replaces a leading "~/" by $HOME. */
 std::string ExpandHome(const std::string& path);

@@ -12,7 +12,7 @@ namespace palvonauthd {
 using PalvonAuthManagerSDK::LinuxDictionary;
 
 uint32_t Dispatcher::OnDetermineServerType(const LinuxDictionary& request, LinuxDictionary& reply) {
-  const Config& config = context_.config();
+  const Config& config = this->config();
   if (FindConnection(request) == nullptr) return rc::kInvalidHandle;
   const auto url = TextOf(request, key::kServiceUrl);
   if (!url) return rc::kBadParameter;
@@ -30,7 +30,7 @@ uint32_t Dispatcher::OnDetermineServerType(const LinuxDictionary& request, Linux
 }
 
 uint32_t Dispatcher::OnRetrieveGatewayDiscoveryData(const LinuxDictionary& request, LinuxDictionary& reply) {
-  const Config& config = context_.config();
+  const Config& config = this->config();
   if (FindConnection(request) == nullptr) return rc::kInvalidHandle;
   const Gateway gateway = GatewayOf(request);
   const TemplateValues values = {

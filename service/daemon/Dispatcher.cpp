@@ -1,6 +1,7 @@
 #include "daemon/Dispatcher.h"
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/ServerPipes.h"
@@ -12,15 +13,39 @@ namespace palvonauthd {
 
 using PalvonAuthManagerSDK::LinuxDictionary;
 
-ServiceContext::ServiceContext(const Config& config, Actions& actions) : config_(config), actions_(actions) {
-  http_.userAgent = config.userAgent;
-  http_.connectTimeoutSeconds = config.connectTimeoutSeconds;
-  http_.timeoutSeconds = config.timeoutSeconds;
-  http_.maxResponseBytes = config.maxResponseBytes;
-  http_.bodyBufferBytes = static_cast<size_t>(config.bodyBufferBytes);
-  http_.followRedirects = config.followRedirects;
-  http_.verifyTls = config.verifyTls;
-  http_.caFile = ExpandHome(config.caFile);
+namespace {
+
+HttpSettings HttpSettingsOf(const Config& config) {
+  HttpSettings http;
+  http.userAgent = config.userAgent;
+  http.connectTimeoutSeconds = config.connectTimeoutSeconds;
+  http.timeoutSeconds = config.timeoutSeconds;
+  http.maxResponseBytes = config.maxResponseBytes;
+  http.bodyBufferBytes = static_cast<size_t>(config.bodyBufferBytes);
+  http.followRedirects = config.followRedirects;
+  http.verifyTls = config.verifyTls;
+  http.caFile = ExpandHome(config.caFile);
+  return http;
+}
+
+}  // namespace
+
+Settings::Settings(Config from)
+    : config(std::move(from)), http(HttpSettingsOf(config)), launchLog(ExpandHome(config.launchLog)) {}
+
+ServiceContext::ServiceContext(Config config, Actions& actions)
+    : settings_(std::make_shared<const Settings>(std::move(config))), actions_(actions) {}
+
+std::shared_ptr<const Settings> ServiceContext::Current() const {
+  std::lock_guard<std::mutex> lock(settingsLock_);
+  return settings_;
+}
+
+void ServiceContext::Replace(Config config) {
+  auto settings = std::make_shared<const Settings>(std::move(config));
+  std::lock_guard<std::mutex> lock(settingsLock_);
+  settings_.swap(settings);
+  // The settings replaced are freed outside the lock, by whoever holds them last.
 }
 
 uint32_t ServiceContext::NewHandle() {
@@ -36,10 +61,11 @@ HttpOutcome LiveActions::Perform(HttpRequest& request, const HttpSettings& setti
 uint32_t LiveActions::Launch(const LaunchRequest& request) { return launcher_.Launch(request); }
 
 Dispatcher::Dispatcher(ServiceContext& context, uint32_t processId, const std::atomic<bool>& cancel)
-    : context_(context), processId_(processId), cancel_(cancel) {}
+    : context_(context), settings_(context.Current()), processId_(processId), cancel_(cancel) {}
 
 LinuxDictionary Dispatcher::Answer(const LinuxDictionary& request) {
-  const Config& config = context_.config();
+  settings_ = context_.Current();
+  const Config& config = settings_->config;
   const uint32_t type = request.Header().messageType;
   LinuxDictionary reply = pam_service::MakeReply(request, 0);
   uint32_t result = 0;
@@ -70,7 +96,7 @@ LinuxDictionary Dispatcher::Answer(const LinuxDictionary& request) {
 }
 
 uint32_t Dispatcher::Dispatch(const LinuxDictionary& request, LinuxDictionary& reply) {
-  const Config& config = context_.config();
+  const Config& config = this->config();
   const uint32_t type = request.Header().messageType;
   switch (type) {
     case msg::kGetServerSDKVersion:

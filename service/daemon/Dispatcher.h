@@ -9,6 +9,8 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <mutex>
 #include <string>
 
 #include "daemon/Config.h"
@@ -39,19 +41,33 @@ class LiveActions final : public Actions {
   Launcher& launcher_;
 };
 
-/** What every client shares: configuration, actions, handle numbers. */
+/** A configuration as requests use it, with what is derived from it. */
+struct Settings {
+  explicit Settings(Config from);
+  const Config config;
+  const HttpSettings http;
+  /** The launch log, "~/" expanded. */
+  const std::string launchLog;
+};
+
+/** What every client shares: the settings in force, actions, handle numbers. */
 class ServiceContext {
  public:
-  ServiceContext(const Config& config, Actions& actions);
-  const Config& config() const { return config_; }
-  const HttpSettings& http() const { return http_; }
+  ServiceContext(Config config, Actions& actions);
+  /**
+   * The settings in force (any thread). A request is answered with the
+   * settings it started with, whatever a reload puts in place meanwhile.
+   */
+  std::shared_ptr<const Settings> Current() const;
+  /** Puts a configuration in force for every request from now on (any thread). */
+  void Replace(Config config);
   Actions& actions() { return actions_; }
   /** A new handle, unique across all clients of this service; never 0. */
   uint32_t NewHandle();
 
  private:
-  const Config& config_;
-  HttpSettings http_;
+  mutable std::mutex settingsLock_;
+  std::shared_ptr<const Settings> settings_;
   Actions& actions_;
   std::atomic<uint32_t> nextHandle_{1};
 };
@@ -71,6 +87,8 @@ class Dispatcher {
   Message Answer(const Message& request);
   /** Frees everything the client created and reports how much it was ("" for nothing). */
   std::string ReleaseAll();
+  /** The settings the last request was answered with (those in force at the start before any). */
+  const Settings& settings() const { return *settings_; }
 
  private:
   struct LogonEntry {
@@ -117,7 +135,10 @@ class Dispatcher {
 
   uint32_t OnLaunch(const Message& request, Message& reply);
 
+  const Config& config() const { return settings_->config; }
+
   ServiceContext& context_;
+  std::shared_ptr<const Settings> settings_;
   const uint32_t processId_;
   const std::atomic<bool>& cancel_;
   uint32_t busyAnswered_ = 0;

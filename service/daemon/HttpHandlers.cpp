@@ -143,7 +143,7 @@ uint32_t Dispatcher::OnHttp(uint32_t type, const LinuxDictionary& request, Linux
 
 uint32_t Dispatcher::OnSend(uint32_t handle, HttpRequest& http) {
   const auto started = std::chrono::steady_clock::now();
-  const HttpOutcome outcome = context_.actions().Perform(http, context_.http(), cancel_);
+  const HttpOutcome outcome = context_.actions().Perform(http, settings_->http, cancel_);
   const auto took =
       std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count();
   const std::string what = "client " + std::to_string(processId_) + ": HTTP request " + std::to_string(handle) + " " +

@@ -14,6 +14,8 @@ using PalvonAuthManagerSDK::LinuxDictionary;
 uint32_t Dispatcher::OnLaunch(const LinuxDictionary& request, LinuxDictionary& reply) {
   LaunchRequest launch;
   launch.clientPid = processId_;
+  launch.command = config().launchCommand;
+  launch.logPath = settings_->launchLog;
   const uint32_t count = UIntOf(request, key::kNumberOfArgs).value_or(0);
   if (const std::string* url = request.FindNarrowString(key::kLaunchUrl)) launch.url = *url;
   for (uint32_t i = 0; i < count; ++i) {

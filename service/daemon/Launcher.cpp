@@ -39,11 +39,8 @@ std::string NowText() {
 
 }  // namespace
 
-Launcher::Launcher(std::vector<std::string> command, std::string logPath)
-    : command_(std::move(command)), logPath_(std::move(logPath)) {}
-
-std::vector<std::string> Launcher::ArgumentsFor(const LaunchRequest& request) const {
-  std::vector<std::string> argv = command_;
+std::vector<std::string> Launcher::ArgumentsFor(const LaunchRequest& request) {
+  std::vector<std::string> argv = request.command;
   if (request.url) argv.push_back(*request.url);
   argv.insert(argv.end(), request.args.begin(), request.args.end());
   return argv;
@@ -58,10 +55,10 @@ bool Launcher::Record(const LaunchRequest& request, uint32_t status, const std::
   if (!detail.empty()) line += "\t" + detail;
   line += "\n";
   std::lock_guard<std::mutex> lock(mutex_);
-  MakeParents(logPath_);
-  const int fd = open(logPath_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  MakeParents(request.logPath);
+  const int fd = open(request.logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (fd < 0) {
-    LogWarning("cannot open the launch log ", logPath_, ": ", std::strerror(errno));
+    LogWarning("cannot open the launch log ", request.logPath, ": ", std::strerror(errno));
     return false;
   }
   const ssize_t written = write(fd, line.data(), line.size());
@@ -70,9 +67,9 @@ bool Launcher::Record(const LaunchRequest& request, uint32_t status, const std::
 }
 
 uint32_t Launcher::Launch(const LaunchRequest& request) {
-  if (command_.empty()) {
+  if (request.command.empty()) {
     const bool recorded = Record(request, launch::kRecorded, "");
-    LogInfo("client ", request.clientPid, ": launch recorded in ", logPath_, " (no launcher configured)");
+    LogInfo("client ", request.clientPid, ": launch recorded in ", request.logPath, " (no launcher configured)");
     return recorded ? launch::kRecorded : launch::kRecordFailed;
   }
   const std::vector<std::string> arguments = ArgumentsFor(request);

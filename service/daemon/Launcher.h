@@ -14,28 +14,28 @@
 
 namespace palvonauthd {
 
+/** One launch, with the launcher configured when the client asked for it. */
 struct LaunchRequest {
   uint32_t clientPid = 0;
   std::optional<std::string> url;
   std::vector<std::string> args;
+  /** Empty: the launch is only recorded in the log. */
+  std::vector<std::string> command;
+  std::string logPath;
 };
 
 class Launcher {
  public:
-  /** `command` empty: launches are only recorded in the log at `logPath`. */
-  Launcher(std::vector<std::string> command, std::string logPath);
   /** Starts or records one launch; returns its status (launch:: codes). */
   uint32_t Launch(const LaunchRequest& request);
   /** Collects launchers that have exited, logging their exit status. */
   void Reap();
   /** The launcher's argument vector for a request: command, launch URL (if any), arguments. */
-  std::vector<std::string> ArgumentsFor(const LaunchRequest& request) const;
+  static std::vector<std::string> ArgumentsFor(const LaunchRequest& request);
 
  private:
   bool Record(const LaunchRequest& request, uint32_t status, const std::string& detail);
 
-  std::vector<std::string> command_;
-  std::string logPath_;
   std::mutex mutex_;
   std::vector<pid_t> children_;
 };

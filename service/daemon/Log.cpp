@@ -1,10 +1,12 @@
 #include "daemon/Log.h"
 
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <mutex>
 
@@ -30,6 +32,37 @@ const char* LevelName(LogLevel level) {
   return "?";
 }
 
+/** The syslog priority in front of a line in the journal. */
+std::string Priority(LogLevel level) {
+  switch (level) {
+    case LogLevel::kError:
+      return "<3>";
+    case LogLevel::kWarning:
+      return "<4>";
+    case LogLevel::kInfo:
+      return "<6>";
+    case LogLevel::kDebug:
+      return "<7>";
+  }
+  return "<6>";
+}
+
+bool Journal() {
+  static const bool journal = StandardErrorIsJournal();
+  return journal;
+}
+
+// One write per line, so lines of concurrent sessions never interleave.
+void WriteLine(const std::string& line) {
+  std::lock_guard<std::mutex> lock(g_writeLock);
+  size_t done = 0;
+  while (done < line.size()) {
+    const ssize_t written = write(STDERR_FILENO, line.data() + done, line.size() - done);
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+  }
+}
+
 }  // namespace
 
 void SetVerbose(bool verbose) { g_verbose = verbose; }
@@ -38,8 +71,18 @@ bool Verbose() { return g_verbose; }
 
 void SetSilent(bool silent) { g_silent = silent; }
 
+bool StandardErrorIsJournal() {
+  const char* stream = std::getenv("JOURNAL_STREAM");
+  unsigned long long device = 0, inode = 0;
+  char extra = 0;
+  if (stream == nullptr || std::sscanf(stream, "%llu:%llu%c", &device, &inode, &extra) != 2) return false;
+  struct stat status {};
+  return fstat(STDERR_FILENO, &status) == 0 && status.st_dev == device && status.st_ino == inode;
+}
+
 void WriteLog(LogLevel level, const std::string& text) {
   if (g_silent) return;
+  if (Journal()) return WriteBare(level, text);
   struct timeval now {};
   gettimeofday(&now, nullptr);
   struct tm local {};
@@ -58,14 +101,15 @@ void WriteLog(LogLevel level, const std::string& text) {
   line += ": ";
   line += text;
   line += '\n';
-  // One write per line, so lines of concurrent sessions never interleave.
-  std::lock_guard<std::mutex> lock(g_writeLock);
-  size_t done = 0;
-  while (done < line.size()) {
-    const ssize_t written = write(STDERR_FILENO, line.data() + done, line.size() - done);
-    if (written <= 0) break;
-    done += static_cast<size_t>(written);
-  }
+  WriteLine(line);
+}
+
+void WriteBare(LogLevel level, const std::string& line) {
+  if (!g_silent) WriteLine((Journal() ? Priority(level) : std::string()) + line + '\n');
+}
+
+void WriteStartFailure(const std::string& text) {
+  WriteBare(LogLevel::kError, (Journal() ? "" : "palvonauthd: ") + text);
 }
 
 }  // namespace palvonauthd

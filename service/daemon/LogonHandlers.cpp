@@ -47,7 +47,7 @@ uint32_t Dispatcher::OnGetLogonStatus(const LinuxDictionary& request, LinuxDicti
 }
 
 uint32_t Dispatcher::OnGenerateTrampolineUrl(const LinuxDictionary& request, LinuxDictionary& reply) {
-  const Config& config = context_.config();
+  const Config& config = this->config();
   const uint32_t connectionHandle = UIntOf(request, key::kAuthManagerHandle).value_or(0);
   Connection* connection = FindConnection(request);
   if (connection == nullptr) return rc::kInvalidHandle;

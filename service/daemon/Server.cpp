@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <ctime>
 #include <exception>
+#include <utility>
 
 #include "daemon/Log.h"
 
@@ -46,22 +48,44 @@ std::optional<uid_t> ProcessOwner(uint32_t processId, int& error) {
   return status.st_uid;
 }
 
-Server::Server(const Config& config, std::string pipeDirectory)
-    : config_(config),
+Server::Server(Config config, std::string pipeDirectory, ServerOwner& owner)
+    : owner_(owner),
       directory_(std::move(pipeDirectory)),
-      launcher_(config.launchCommand, ExpandHome(config.launchLog)),
       actions_(launcher_),
-      context_(config, actions_),
-      registration_(directory_) {}
+      context_(std::move(config), actions_),
+      registration_(directory_) {
+  SetVerbose(context_.Current()->config.verbose);
+}
 
 Server::~Server() { StopAll("service stopping"); }
+
+void Server::Apply(Config config) {
+  SetVerbose(config.verbose);
+  context_.Replace(std::move(config));
+}
+
+void Server::Reload() {
+  struct timespec now {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const long long micros = static_cast<long long>(now.tv_sec) * 1000000 + now.tv_nsec / 1000;
+  owner_.Notify("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(micros) + "\nSTATUS=reloading the configuration");
+  if (auto config = owner_.Reload()) Apply(std::move(*config));
+  ReportClients("READY=1\n");
+}
+
+void Server::ReportClients(const std::string& state) {
+  if (state.empty() && reported_ == sessions_.size()) return;
+  reported_ = sessions_.size();
+  owner_.Notify(state + "STATUS=serving " + std::to_string(sessions_.size()) + " client(s)");
+}
 
 int Server::Run(int signalFd) {
   if (!registration_.Open()) {
     LogError("cannot use the registration pipe ", registration_.Path(), ": ", pam_service::PipeProblem(errno));
     return 1;
   }
-  LogInfo("ready: listening on ", registration_.Path(), " (SDK version ", config_.sdkVersion, ")");
+  LogInfo("ready: listening on ", registration_.Path(), " (SDK version ", context_.Current()->config.sdkVersion, ")");
+  ReportClients("READY=1\n");
   for (;;) {
     struct pollfd fds[2] = {{signalFd, POLLIN, 0}, {registration_.Fd(), POLLIN, 0}};
     const int ready = poll(fds, 2, kSweepIntervalMs);
@@ -72,15 +96,21 @@ int Server::Run(int signalFd) {
     if (ready > 0 && (fds[0].revents & POLLIN) != 0) {
       struct signalfd_siginfo info {};
       if (read(signalFd, &info, sizeof info) == static_cast<ssize_t>(sizeof info)) {
-        LogInfo("stopping on ", strsignal(static_cast<int>(info.ssi_signo)));
-        break;
+        if (info.ssi_signo == SIGHUP) {
+          Reload();
+        } else {
+          LogInfo("stopping on ", strsignal(static_cast<int>(info.ssi_signo)));
+          break;
+        }
       }
     }
     // Clients wait until the registration pipe is drained, so it is read
     // at once whenever it has something.
     if (ready > 0 && (fds[1].revents & POLLIN) != 0) ReadRegistrations();
     Sweep();
+    ReportClients();
   }
+  owner_.Notify("STOPPING=1\nSTATUS=stopping");
   StopAll("service stopping");
   LogInfo("stopped");
   return 0;
@@ -131,7 +161,7 @@ void Server::Accept(uint32_t processId) {
     return;
   }
   const size_t served = sessions_.size() - (existing != sessions_.end() ? 1 : 0);
-  if (served >= config_.maxClients) {
+  if (served >= context_.Current()->config.maxClients) {
     LogWarning("registration of process ", processId, " refused: ", served,
                " clients are served already (service.max_clients)");
     return;

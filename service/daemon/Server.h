@@ -21,21 +21,36 @@
 
 namespace palvonauthd {
 
+/** Whoever runs the server: told how it is doing, asked for the configuration on a reload. */
+class ServerOwner {
+ public:
+  virtual ~ServerOwner() = default;
+  /** A change of state as the service manager takes it: "READY=1", "STOPPING=1", "STATUS=...", one per line. */
+  virtual void Notify(const std::string& state) = 0;
+  /** SIGHUP: the configuration to serve with from now on, or nothing to keep the one in force. */
+  virtual std::optional<Config> Reload() = 0;
+};
+
 class Server {
  public:
-  Server(const Config& config, std::string pipeDirectory);
+  Server(Config config, std::string pipeDirectory, ServerOwner& owner);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
   /**
-   * Serves until a signal arrives on `signalFd` (a signalfd). Returns the
-   * process exit code: 0 after a clean stop, 1 when the registration pipe
-   * cannot be opened.
+   * Serves until a stop signal arrives on `signalFd` (a signalfd); SIGHUP
+   * reloads the configuration instead. Returns the process exit code: 0
+   * after a clean stop, 1 when the registration pipe cannot be opened.
    */
   int Run(int signalFd);
 
  private:
+  /** Puts a configuration in force: for every request and registration from now on. */
+  void Apply(Config config);
+  void Reload();
+  /** Tells the owner how many clients are served, when that changed or along with `state` ("NAME=value\n"). */
+  void ReportClients(const std::string& state = "");
   void ReadRegistrations();
   void Accept(uint32_t processId);
   /** Ends sessions whose process is gone, collects finished ones and removes the pipes of gone clients. */
@@ -44,7 +59,7 @@ class Server {
   void Collect(ClientSession& session);
   void StopAll(const std::string& reason);
 
-  const Config& config_;
+  ServerOwner& owner_;
   std::string directory_;
   Launcher launcher_;
   LiveActions actions_;
@@ -55,6 +70,8 @@ class Server {
   std::vector<std::unique_ptr<ClientSession>> retired_;
   /** Pipes of ended sessions whose process may still be there, by process id. */
   std::map<uint32_t, pam_service::PipeFiles> leftovers_;
+  /** Clients last reported to the owner. */
+  std::optional<size_t> reported_;
 };
 
 /**

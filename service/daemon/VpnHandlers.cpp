@@ -27,7 +27,7 @@ uint32_t Dispatcher::OnCreateVpnAuthContext(const LinuxDictionary& request, Linu
 }
 
 uint32_t Dispatcher::OnGetVpnAuthorizationInfo(const LinuxDictionary& request, LinuxDictionary& reply) {
-  const Config& config = context_.config();
+  const Config& config = this->config();
   const uint32_t handle = UIntOf(request, key::kVpnContextHandle).value_or(0);
   const auto it = vpnContexts_.find(handle);
   if (it == vpnContexts_.end()) return rc::kInvalidHandle;

@@ -1,10 +1,13 @@
 // palvonauthd: the reference authentication-manager service. Runs in the
-// foreground as the user it serves and logs to standard error.
+// foreground as the user it serves and logs to standard error; under systemd
+// it reports its state on the notification socket and SIGHUP reloads its
+// configuration.
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
+#include <systemd/sd-daemon.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -13,13 +16,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/ServerPipes.h"
 #include "daemon/Config.h"
+#include "daemon/ConfigSources.h"
 #include "daemon/Http.h"
 #include "daemon/Log.h"
 #include "daemon/OperationNames.h"
@@ -34,16 +40,6 @@ constexpr int kExitFailure = 1;
 constexpr int kExitBadConfiguration = 2;
 /** Bytes of the process id record in the lock file: digits, spaces, a line feed. */
 constexpr size_t kLockRecordSize = 16;
-
-bool FileExists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-// The configuration file read when none is named on the command line.
-std::string DefaultConfigPath() {
-  const char* xdg = std::getenv("XDG_CONFIG_HOME");
-  if (xdg != nullptr && *xdg != '\0') return std::string(xdg) + "/palvonauthd/palvonauthd.toml";
-  const char* home = std::getenv("HOME");
-  return std::string(home != nullptr ? home : "") + "/.config/palvonauthd/palvonauthd.toml";
-}
 
 // Opens the lock file without following a link and without ever creating a
 // file through one; only a regular file of this user is used.
@@ -104,12 +100,40 @@ int LockPipeDirectory(const std::string& directory) {
   return fd;
 }
 
+// The service manager hears of the service's state through sd_notify (a
+// no-op unless systemd passed NOTIFY_SOCKET); a reload layers the same
+// sources again: the file named at start, or the default file, then flags.
+class Supervision final : public ServerOwner {
+ public:
+  Supervision(std::string configPath, ConfigOverrides overrides)
+      : configPath_(std::move(configPath)), overrides_(std::move(overrides)) {}
+
+  void Notify(const std::string& state) override { (void)sd_notify(0, state.c_str()); }
+
+  std::optional<Config> Reload() override {
+    try {
+      std::string used;
+      Config config = LoadConfig(configPath_, overrides_, used);
+      LogInfo("configuration reloaded from ", used.empty() ? "the embedded default (no configuration file)" : used,
+              "; it applies to every request from now on");
+      return config;
+    } catch (const std::exception& error) {
+      LogError("configuration not reloaded, the one in force stays: ", error.what());
+      return std::nullopt;
+    }
+  }
+
+ private:
+  const std::string configPath_;
+  const ConfigOverrides overrides_;
+};
+
 // Serves until stopped; returns the exit code.
-int Serve(const Config& config, const std::string& directory, int signalFd) {
+int Serve(Config config, const std::string& directory, int signalFd, ServerOwner& owner) {
   InitializeHttp();
   int code = 0;
   {
-    Server server(config, directory);
+    Server server(std::move(config), directory, owner);
     code = server.Run(signalFd);
   }
   ShutdownHttp();
@@ -119,43 +143,27 @@ int Serve(const Config& config, const std::string& directory, int signalFd) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Config config;
-  try {
-    config = DefaultConfig();
-  } catch (const ConfigError& error) {
-    std::fprintf(stderr, "palvonauthd: the embedded default configuration is invalid: %s\n", error.what());
-    return kExitBadConfiguration;
-  }
-
   CLI::App app{"palvonauthd - reference authentication-manager service for the Palvon SDK", "palvonauthd"};
   std::string configPath;
-  bool verbose = false;
   bool printDefault = false;
-  std::optional<uint32_t> sdkVersion;
-  std::optional<std::string> versionText;
-  std::optional<uint32_t> busy;
-  std::optional<uint32_t> delayMs;
-  std::vector<std::string> faultOperations;
-  std::vector<std::string> answers;
-  std::optional<std::string> launcher;
-  std::optional<std::string> launchLog;
-  std::optional<std::string> userAgent;
-  bool insecure = false;
+  ConfigOverrides overrides;
   app.add_option("-c,--config", configPath,
                  "TOML configuration file (default: " + DefaultConfigPath() + " when it exists)");
-  app.add_flag("-v,--verbose", verbose, "Log every request and reply");
+  app.add_flag("-v,--verbose", overrides.verbose, "Log every request and reply");
   app.add_flag("--print-default-config", printDefault, "Print the embedded default configuration and exit");
-  app.add_option("--sdk-version", sdkVersion, "SDK version answered to the version query");
-  app.add_option("--version-text", versionText, "Version text answered to GetVersion");
-  app.add_option("--busy", busy, "Answer busy this many times before each answer");
-  app.add_option("--delay", delayMs, "Wait this many milliseconds before each answer");
-  app.add_option("--fault-ops", faultOperations, "Limit --busy and --delay to these operations (names or numbers)")
+  app.add_option("--sdk-version", overrides.sdkVersion, "SDK version answered to the version query");
+  app.add_option("--version-text", overrides.versionText, "Version text answered to GetVersion");
+  app.add_option("--busy", overrides.busy, "Answer busy this many times before each answer");
+  app.add_option("--delay", overrides.delayMs, "Wait this many milliseconds before each answer");
+  app.add_option("--fault-ops", overrides.faultOperations,
+                 "Limit --busy and --delay to these operations (names or numbers)")
       ->delimiter(',');
-  app.add_option("--answer", answers, "Answer an operation with a fixed result code: OPERATION=CODE (repeatable)");
-  app.add_option("--launcher", launcher, "Program started for each launch-file hand-off");
-  app.add_option("--launch-log", launchLog, "File that records every launch-file hand-off");
-  app.add_option("--user-agent", userAgent, "User agent of HTTP requests");
-  app.add_flag("--insecure", insecure, "Do not verify TLS certificates of HTTP requests");
+  app.add_option("--answer", overrides.answers,
+                 "Answer an operation with a fixed result code: OPERATION=CODE (repeatable)");
+  app.add_option("--launcher", overrides.launcher, "Program started for each launch-file hand-off");
+  app.add_option("--launch-log", overrides.launchLog, "File that records every launch-file hand-off");
+  app.add_option("--user-agent", overrides.userAgent, "User agent of HTTP requests");
+  app.add_flag("--insecure", overrides.insecure, "Do not verify TLS certificates of HTTP requests");
   app.set_version_flag("--version", "palvonauthd 1.0.0");
   try {
     app.parse(argc, argv);
@@ -169,67 +177,36 @@ int main(int argc, char** argv) {
     return 0;
   }
 
+  Config config;
+  std::string usedPath;
   try {
-    if (!configPath.empty()) {
-      ApplyConfigFile(config, configPath);
-    } else if (FileExists(DefaultConfigPath())) {
-      configPath = DefaultConfigPath();
-      ApplyConfigFile(config, configPath);
-    }
-    if (sdkVersion) config.sdkVersion = *sdkVersion;
-    if (versionText) config.versionText = *versionText;
-    if (busy) config.busyCount = *busy;
-    if (delayMs) config.delayMs = *delayMs;
-    if (launcher) config.launchCommand = {*launcher};
-    if (launchLog) config.launchLog = *launchLog;
-    if (userAgent) config.userAgent = *userAgent;
-    if (insecure) config.verifyTls = false;
-    if (verbose) config.verbose = true;
-    if (!faultOperations.empty()) {
-      config.faultOperations.clear();
-      for (const auto& name : faultOperations) {
-        const auto type = ParseOperation(name);
-        if (!type) throw ConfigError("--fault-ops", 0, 0, "unknown operation '" + name + "'");
-        config.faultOperations.insert(*type);
-      }
-    }
-    for (const auto& answer : answers) {
-      const size_t equals = answer.find('=');
-      const auto type = equals != std::string::npos ? ParseOperation(answer.substr(0, equals)) : std::nullopt;
-      const auto code = equals != std::string::npos ? ParseNumber(answer.substr(equals + 1)) : std::nullopt;
-      if (!type || !code) throw ConfigError("--answer", 0, 0, "'" + answer + "' is not OPERATION=CODE");
-      config.forcedAnswers[*type] = *code;
-    }
+    config = LoadConfig(configPath, overrides, usedPath);
   } catch (const ConfigError& error) {
-    std::fprintf(stderr, "palvonauthd: bad configuration: %s\n", error.what());
+    WriteStartFailure(std::string("bad configuration: ") + error.what());
     return kExitBadConfiguration;
   }
-  SetVerbose(config.verbose);
 
-  // Stop signals are taken from a signalfd; every thread started from here
-  // on inherits the blocked mask.
-  sigset_t stopSignals;
-  sigemptyset(&stopSignals);
-  sigaddset(&stopSignals, SIGINT);
-  sigaddset(&stopSignals, SIGTERM);
-  sigaddset(&stopSignals, SIGHUP);
-  if (pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr) != 0) {
+  // The stop signals and SIGHUP (reload) are taken from a signalfd; every
+  // thread started from here on inherits the blocked mask.
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGHUP);
+  if (pthread_sigmask(SIG_BLOCK, &signals, nullptr) != 0) {
     LogError("cannot block the stop signals");
     return kExitFailure;
   }
-  const int signalFd = signalfd(-1, &stopSignals, SFD_CLOEXEC | SFD_NONBLOCK);
+  const int signalFd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
   if (signalFd < 0) {
     LogError("signalfd failed: ", std::strerror(errno));
     return kExitFailure;
   }
   pam_service::IgnoreSigpipe();
 
-  // The search's refusals go to standard error as bare lines, as they always have.
-  const std::string directory =
-      PalvonAuthManagerSDK::FindPipeFolder([](PalvonAuthManagerSDK::PipeFolderNote, const std::string& line) {
-        std::fprintf(stderr, "%s\n", line.c_str());
-        std::fflush(stderr);
-      });
+  // The search's refusals go to standard error as bare lines, as they always have (as warnings in the journal).
+  const std::string directory = PalvonAuthManagerSDK::FindPipeFolder(
+      [](PalvonAuthManagerSDK::PipeFolderNote, const std::string& line) { WriteBare(LogLevel::kWarning, line); });
   if (directory.empty()) {
     LogError(
         "no private pipe folder for this user (HOME/.RZPClient/.tmp or /tmp/USER, a directory of the user "
@@ -238,11 +215,12 @@ int main(int argc, char** argv) {
   }
   const int lockFd = LockPipeDirectory(directory);
   if (lockFd < 0) return kExitFailure;
-  if (!configPath.empty()) LogInfo("configuration read from ", configPath);
+  if (!usedPath.empty()) LogInfo("configuration read from ", usedPath);
 
   int code = kExitFailure;
   try {
-    code = Serve(config, directory, signalFd);
+    Supervision supervision(configPath, overrides);
+    code = Serve(std::move(config), directory, signalFd, supervision);
   } catch (const std::exception& error) {
     LogError("stopped by an unexpected failure: ", error.what());
   } catch (...) {

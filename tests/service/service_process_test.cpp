@@ -1,6 +1,7 @@
 // The real palvonauthd driven through the library's exports: clients side by
-// side, clients that die, handles of other clients; and what it refuses: files of other users under its names, registrations
-// that are no clients, endless or stalled frames, clients beyond its limits.
+// side, clients that die, handles of other clients; and what it refuses: files of other users under its names,
+// registrations that are no clients, endless or stalled frames, clients beyond its limits, configuration files it
+// cannot trust. Under systemd: its log, its notifications, its reloads.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
@@ -8,7 +9,9 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -367,4 +370,86 @@ TEST(ServiceProcess, ResponseBodiesStreamThroughABoundedBuffer) {
   EXPECT_TRUE(closed);
   EXPECT_EQ(PalvonAuthManager_DestroyConnection(c), 0u);
   EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+}
+
+TEST(ServiceProcess, ConfigurationFilesItCannotTrustAreRefusedWithTheReason) {
+  const std::string file = WriteFile(Home() + "/real.toml", ""), link = Home() + "/link.toml", fifo = Home() + "/fifo";
+  unlink(link.c_str()), unlink(fifo.c_str());  // left by an earlier repetition in the same HOME
+  ASSERT_EQ(symlink(file.c_str(), link.c_str()) + mkfifo(fifo.c_str(), 0600), 0);
+  const std::string open = WriteFile(Home() + "/open.toml", "");
+  ASSERT_EQ(chmod(open.c_str(), 0666), 0);
+  for (const auto& [path, problem] : std::vector<std::pair<std::string, std::string>>{
+           {link, "cannot read: it is a symbolic link (name the file it points to)"},
+           {fifo, "cannot read: it is not a regular file"},
+           {open, "not used: anyone may write to it"}}) {
+    const ChildResult run = RunChild({DaemonPath(), "--config", path});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.err, "palvonauthd: bad configuration: " + path + ": " + problem + "\n");
+  }
+}
+
+TEST(ServiceProcess, UnderSystemdItLogsPrioritiesNotifiesItsStateAndReloadsOnHangup) {
+  struct stat log {};
+  ASSERT_EQ(stat(WriteFile(Home() + "/palvonauthd.log", "").c_str(), &log), 0);
+  const std::string stream = std::to_string(log.st_dev) + ":" + std::to_string(log.st_ino);
+  // Only the very stream standard error is makes the journal's format.
+  for (const std::string& other : {std::to_string(log.st_dev) + ":" + std::to_string(log.st_ino + 1), stream + "x"}) {
+    Daemon daemon({}, "", DaemonPath(), {"JOURNAL_STREAM=" + other});
+    EXPECT_EQ(daemon.MaskedLog().rfind("info: ready: listening on ~/", 0), 0u) << daemon.Log();
+  }
+  const int notify = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string socketPath = Home() + "/notify";
+  socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
+  unlink(socketPath.c_str());
+  ASSERT_EQ(bind(notify, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  std::string notified;
+  const auto await = [&](const std::string& state) {  // reads notifications until one holds `state`
+    char buffer[512];
+    for (struct pollfd wait = {notify, POLLIN, 0}; poll(&wait, 1, 10000) == 1;) {
+      const std::string message(buffer, static_cast<size_t>(std::max<ssize_t>(recv(notify, buffer, 512, 0), 0)));
+      notified += message + "|";
+      if (message.find(state) != std::string::npos) return true;
+    }
+    return false;
+  };
+  Daemon daemon({"--sdk-version", "7"}, "[service]\nversion_text = \"before\"\n", DaemonPath(),
+                {"JOURNAL_STREAM=" + stream, "NOTIFY_SOCKET=" + socketPath});
+  ASSERT_TRUE(await("READY=1\nSTATUS=serving 0 client(s)")) << notified;
+  EXPECT_EQ(daemon.MaskedLog().rfind("<6>configuration read from ~/palvonauthd.toml\n<6>ready: listening on ~/", 0), 0u)
+      << daemon.Log();
+  ConnectionHandle c = 0;
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  ASSERT_EQ(PalvonAuthManager_CreateConnection(nullptr, nullptr, nullptr, &c), 0u);
+  // The file changed, broken, gone: a reload puts a good one in force at the next request of a client served all
+  // along, with the flags still over it, and keeps it when the file is no good.
+  const std::string config = Home() + "/palvonauthd.toml";
+  for (const auto& [text, logged, version] : std::vector<std::tuple<std::string, std::string, std::string>>{
+           {"[service]\nversion_text = \"after\"\nsdk_version = 3\nverbose = true\n",
+            "<6>configuration reloaded from ~/palvonauthd.toml; it applies to every request from now on\n", "after"},
+           {"[service]\nversion_text = \"broken\"\nbogus = 1\n",
+            "<3>configuration not reloaded, the one in force stays: ~/palvonauthd.toml:3:1: unknown key 'service.",
+            "after"},
+           {"", "<3>configuration not reloaded, the one in force stays: ~/palvonauthd.toml: cannot read: No such file",
+            "after"}}) {
+    text.empty() ? (void)unlink(config.c_str()) : (void)WriteFile(config, text);
+    kill(daemon.Pid(), SIGHUP);
+    EXPECT_TRUE(await("RELOADING=1") && await("READY=1")) << notified;
+    EXPECT_NE(daemon.MaskedLog().find(logged), std::string::npos) << daemon.Log();
+    AMChar* got = nullptr;
+    ASSERT_EQ(PalvonAuthManager_GetVersion(c, &got), 0u);
+    EXPECT_EQ(std::wstring(got), std::wstring(version.begin(), version.end()));
+    PalvonAuthManager_FreeString(got);
+  }
+  ASSERT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  ASSERT_EQ(PalvonAuthManager_Initialize(), 0u);
+  const std::string pid = std::to_string(getpid());
+  EXPECT_TRUE(daemon.WaitForLog("<7>client " + pid + " -> GetServerSDKVersion return=0 {return=0, version=7}"))
+      << daemon.Log();
+  EXPECT_EQ(PalvonAuthManager_Uninitialize(), 0u);
+  EXPECT_EQ(daemon.Stop(), 0);
+  EXPECT_TRUE(await("STOPPING=1")) << notified;
+  EXPECT_EQ(daemon.Count("palvonauthd["), 0u) << daemon.Log();
+  close(notify);
 }

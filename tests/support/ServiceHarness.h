@@ -64,16 +64,19 @@ inline void ExpectGolden(const std::string& name, const std::string& actual) {
   EXPECT_EQ(actual, ReadFile(path)) << "differs from " << path;
 }
 
-/** A palvonauthd child process logging to a file in HOME; a non-empty `config` is passed with --config. */
+/**
+ * A palvonauthd child process logging to a file in HOME (emptied, kept if it exists); a non-empty `config` is
+ * passed with --config, `environment` as in StartChild.
+ */
 class Daemon {
  public:
   explicit Daemon(std::vector<std::string> args = {}, const std::string& config = "",
-                  const std::string& binary = DaemonPath())
+                  const std::string& binary = DaemonPath(), const std::vector<std::string>& environment = {})
       : logPath_(WriteFile(Home() + "/palvonauthd.log", "")) {
     if (!config.empty()) args.insert(args.begin(), {"--config", WriteFile(Home() + "/palvonauthd.toml", config)});
     args.insert(args.begin(), binary);
     const int log = open(logPath_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    pid_ = StartChild(args, log, log);
+    pid_ = StartChild(args, log, log, environment);
     close(log);
     if (!WaitForLog("ready: listening on", 1, 20s)) {
       Stop();
