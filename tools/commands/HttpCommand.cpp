@@ -105,16 +105,17 @@ HttpRequestSpec BuildRequest(const HttpOptions& options) {
     request.body = LoadData(*options.data);
   }
   request.method = options.method.value_or(options.head ? "HEAD" : request.body ? "POST" : "GET");
-  request.url = options.url;
+  request.url = WithScheme(options.url);
   request.headers = options.headers;
   if (options.userAgent && !FindField(request.headers, "User-Agent")) {
     request.headers.push_back("User-Agent: " + *options.userAgent);
   }
   if (options.user && !FindField(request.headers, "Authorization")) {
     Base64Encoder base64;
-    const auto* credentials = reinterpret_cast<const unsigned char*>(options.user->data());
-    request.headers.push_back("Authorization: Basic " + base64.Update(credentials, options.user->size()) +
-                              base64.Finish());
+    std::string encoded =
+        base64.Update(reinterpret_cast<const unsigned char*>(options.user->data()), options.user->size());
+    encoded += base64.Finish();
+    request.headers.push_back("Authorization: Basic " + encoded);
   }
   request.referenceUrl = options.referenceUrl;
   request.authenticationFlags = options.flags;

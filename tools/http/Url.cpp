@@ -88,6 +88,15 @@ std::string JoinUrl(const UrlParts& parts) {
   return url;
 }
 
+std::string WithScheme(std::string_view url) {
+  const size_t end = url.find("://");
+  const bool named = end != std::string_view::npos && end > 0 &&
+                     url.substr(0, end).find_first_not_of(
+                         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                         "0123456789+-.") == std::string_view::npos;
+  return named ? std::string(url) : "http://" + std::string(url);
+}
+
 std::string ResolveReference(std::string_view base, std::string_view reference) {
   const UrlParts from = SplitUrl(base);
   const UrlParts relative = SplitUrl(reference);

@@ -22,6 +22,9 @@ struct UrlParts {
 UrlParts SplitUrl(std::string_view url);
 std::string JoinUrl(const UrlParts& parts);
 
+/** `url`, with "http://" before it when it names no scheme: how curl and the service read such a URL. */
+std::string WithScheme(std::string_view url);
+
 /** The absolute URL `reference` (a Location value, say) names when read relative to `base`. */
 std::string ResolveReference(std::string_view base, std::string_view reference);
 
