@@ -4,15 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "Deadline.h"
 #include "Errors.h"
 #include "PalvonAuthManagerTracer.h"
 #include "protocol/PipeNames.h"
@@ -29,9 +26,8 @@ std::string HomeFolder() {
   return home != nullptr ? home : "";
 }
 
-// The library made this process's request and reply pipes before it began
-// to wait for the service; remove them when giving up, in every folder the
-// library may have put them in.
+}  // namespace
+
 void RemoveOwnPipes() {
   const char* user = std::getenv("USER");
   std::vector<std::string> folders;
@@ -46,21 +42,10 @@ void RemoveOwnPipes() {
   }
 }
 
-}  // namespace
-
 LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool done = false;
-  std::thread watchdog;
-  if (options.waitSeconds > 0) {
-    const auto limit = std::chrono::duration<double>(options.waitSeconds);
-    watchdog = std::thread([&, limit] {
-      std::unique_lock<std::mutex> lock(mutex);
-      if (changed.wait_for(lock, limit, [&] { return done; })) return;
-      // The main thread is blocked inside the library and cannot write:
-      // report from here and end the process with the lock held, so that
-      // it cannot continue once the service shows up after all.
+  AMResult result = AM_RESULT_SUCCESS;
+  {
+    Deadline deadline(options.waitSeconds, [&options, &out] {
       char seconds[32];
       std::snprintf(seconds, sizeof seconds, "%g", options.waitSeconds);
       ReportLocalError(out,
@@ -68,19 +53,10 @@ LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
                            " s (is palvonauthd running for this user?)",
                        kExitNoService);
       out.Finish();
-      std::fflush(stderr);
       RemoveOwnPipes();
-      std::_Exit(kExitNoService);
+      return kExitNoService;
     });
-  }
-  const AMResult result = PalvonAuthManager_Initialize();
-  if (watchdog.joinable()) {
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      done = true;
-    }
-    changed.notify_all();
-    watchdog.join();
+    result = deadline.Blocking([] { return PalvonAuthManager_Initialize(); });
   }
   // A failed first initialisation still counts once; balance it so that the
   // library releases its pipes.

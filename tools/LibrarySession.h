@@ -62,6 +62,12 @@ class Connection {
   bool open_ = false;
 };
 
+/**
+ * Removes this process's request and reply pipes, in every folder the library
+ * may have put them in; for ending the process without uninitialising.
+ */
+void RemoveOwnPipes();
+
 /** Switches the library's tracing on and makes sure the trace folder's parent exists. */
 void EnableTracing();
 /** Newest trace file of this process in the trace folder of $HOME, or "". */

@@ -245,6 +245,7 @@ void Output::EndArray() {
 
 void Output::BeginStreamedString(std::string_view key) {
   StartMember(key);
+  streaming_ = true;
   if (Json()) {
     Write("\"");
   } else {
@@ -265,9 +266,13 @@ void Output::StreamChunk(std::string_view utf8) {
   }
 }
 
-void Output::EndStreamedString() { Write(Json() ? "\"" : "\n"); }
+void Output::EndStreamedString() {
+  streaming_ = false;
+  Write(Json() ? "\"" : "\n");
+}
 
 void Output::Unwind() {
+  if (streaming_) EndStreamedString();
   while (frames_.size() > 1) {
     if (frames_.back().array) {
       EndArray();

@@ -54,7 +54,7 @@ class Output {
   void StreamChunk(std::string_view utf8);
   void EndStreamedString();
 
-  /** Closes every nested record, back to the top level (for reporting a failure). */
+  /** Ends a streamed string and closes every nested record, back to the top level (for reporting a failure). */
   void Unwind();
   /** Closes every open record and flushes; false when anything could not be written. */
   bool Finish();
@@ -80,6 +80,8 @@ class Output {
   std::vector<Frame> frames_;
   bool opened_ = false;
   bool finished_ = false;
+  /** A streamed string is open; Unwind() ends it. */
+  bool streaming_ = false;
 };
 
 }  // namespace palvonauth

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <exception>
 
+#include "CommandLine.h"
 #include "Errors.h"
 #include "LibrarySession.h"
 #include "Output.h"
+#include "Versions.h"
 #include "commands/Commands.h"
 #include "protocol/PipeNames.h"
 
@@ -23,18 +25,22 @@ int main(int argc, char** argv) {
   app.name("palvonauth");
   app.require_subcommand(1);
   app.fallthrough();
+  FormatUsageErrors(app);
+  app.set_version_flag("-V,--version", VersionText, "Print the tool's version and the loaded library's, and exit");
   app.add_flag("--json", tool.options.json, "Machine-readable output: one JSON object");
   app.add_flag(
       "--trace", tool.options.trace,
       "Have the library write a trace file in " + PalvonAuthManagerSDK::TraceFolder("$HOME") + " and print its path");
   app.add_option("--wait", tool.options.waitSeconds,
                  "Seconds to wait for the service to take the registration (0: without limit)")
-      ->check(CLI::NonNegativeNumber)
+      ->check(Seconds(true))
       ->capture_default_str();
   app.add_option("--connection-name", tool.options.connectionName, "Name given to the connections the tool creates");
   app.footer(
       "Exit codes: 0 success, 1 a library call failed (its result code is printed), 2 usage error,\n"
-      "3 no service listening, 4 local file error, 5 HTTP status >= 400 with http --fail.");
+      "3 no service listening, 4 local file error; of http, as with curl: 6 unknown host,\n"
+      "7 connection refused or no answer, 22 HTTP status >= 400 with --fail, 28 timed out,\n"
+      "47 more redirects than --max-redirs.");
 
   AddApiLevelCommand(app, tool);
   AddVersionCommand(app, tool);
@@ -47,12 +53,12 @@ int main(int argc, char** argv) {
   AddVpnCommand(app, tool);
   AddHttpCommand(app, tool);
   AddLaunchCommand(app, tool);
+  AddHelpCommand(app, tool);
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    const int code = app.exit(error);
-    return code == 0 ? kExitOk : kExitUsage;
+    return ReportParseError(app, error);
   }
 
   Output out(tool.options.json ? Format::kJson : Format::kText, stdout);
@@ -63,7 +69,7 @@ int main(int argc, char** argv) {
   } catch (const LibraryError& error) {
     out.Unwind();
     ReportLibraryError(out, error);
-    exitCode = kExitCallFailed;
+    exitCode = ExitCodeFor(error.Code());
   } catch (const LocalError& error) {
     out.Unwind();
     ReportLocalError(out, error.what(), error.ExitCode());

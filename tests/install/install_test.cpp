@@ -59,7 +59,10 @@ TEST(InstalledSdk, ConsumersBuildAgainstTheInstallationAndTalkToItsService) {
     EXPECT_EQ(run.out, program.find("trace") != std::string::npos ? "api-level 2, trace files 1\n"
                                                                   : "api-level 2\nversion installed\ninitialised no\n");
   }
-  // The installed tool finds the installed library through its run path.
+  // The installed tool finds the installed library through its run path, and names it.
   const ChildResult tool = RunChild({prefix + "/bin/palvonauth", "--json", "version"}, {{"LD_LIBRARY_PATH="}});
   EXPECT_EQ(tool.out, "{\"version\":\"installed\"}\n") << tool.err;
+  EXPECT_EQ(RunChild({prefix + "/bin/palvonauth", "--version"}, {{"LD_LIBRARY_PATH="}}).out,
+            "palvonauth " PAM_PROJECT_VERSION "\nlibpalvonauthmanager " PAM_PROJECT_VERSION " (" + lib +
+                "/libpalvonauthmanager.so." PAM_PROJECT_VERSION ")\n");
 }

@@ -72,6 +72,12 @@ TEST_P(Transcript, IsReproduced) {
     for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 131 + i / 251);
     response.set_content(bytes, "application/octet-stream");
   });
+  const auto redirect = [](const httplib::Request& request, httplib::Response& response) {
+    response.status = std::stoi(request.matches[1]);
+    response.set_header("Location", request.get_param_value("to"));
+  };
+  const std::string redirects = R"(/redirect/(\d+))";
+  http.Routes().Get(redirects, redirect).Post(redirects, redirect).Put(redirects, redirect);
   http.Routes().Get("/hold", [&](const httplib::Request&, httplib::Response& response) {
     release.WaitFor(1);
     response.set_content("late", "text/plain");
@@ -82,7 +88,8 @@ TEST_P(Transcript, IsReproduced) {
       {"$HOME", Home()},
       {"$DATA", data},
       {"$DAEMON", DaemonPath()},
-      {"$HTTP", "http://127.0.0.1:" + std::to_string(http.Port())}};
+      {"$HTTP", "http://127.0.0.1:" + std::to_string(http.Port())},
+      {"$PORT", std::to_string(http.Port())}};
   std::vector<std::pair<std::string, std::string>> masks = {{std::to_string(http.Port()), "PORT"}};
   std::vector<std::unique_ptr<LoopbackHttp>> tls;
   for (const std::string name : {"good", "other", "old"}) {
@@ -100,7 +107,8 @@ TEST_P(Transcript, IsReproduced) {
                              {R"(\d+ milliseconds)", "N milliseconds"},
                              {"\r[^\r\n]*(?=\r)", ""},
                              {R"(, [\d.]+ \w+/s *)", ""},
-                             {R"(AuthManagerSDK-[^ "]*\.txt)", "AuthManagerSDK-N.txt"}});
+                             {R"(AuthManagerSDK-[^ "]*\.txt)", "AuthManagerSDK-N.txt"},
+                             {R"(\(/\S*/libpalvonauthmanager)", "(LIBDIR/libpalvonauthmanager"}});
   const auto expand = [&](std::string text) {
     for (const auto& [name, value] : variables) {
       for (size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size())) {

@@ -9,6 +9,12 @@ namespace palvonauth {
 
 using namespace PalvonAuthManagerSDK;
 
+std::string StatusLine(const HttpResponseHead& head) {
+  std::string line = "HTTP/1.1 " + std::to_string(head.status);
+  if (!head.reason.empty()) line += " " + head.reason;
+  return line;
+}
+
 HttpExchange::HttpExchange(ConnectionHandle connection) {
   Check("PalvonAuthManager_CreateAMHttpRequest", PalvonAuthManager_CreateAMHttpRequest(connection, &handle_));
   open_ = true;

@@ -45,6 +45,14 @@ struct HttpResponseHead {
 };
 
 /**
+ * "HTTP/1.1 200 OK". The library does not report which protocol version the
+ * service spoke with the server, so the line always says HTTP/1.1; the
+ * reason phrase is the service's (it supplies the standard one when the
+ * server sent none, as HTTP/2 servers never do).
+ */
+std::string StatusLine(const HttpResponseHead& head);
+
+/**
  * A request object of the library, destroyed again at the end. Every failed
  * call throws LibraryError naming the function.
  */
