@@ -399,6 +399,10 @@ void HttpTransfer::Run() {
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorText);
     curl_easy_setopt(handle, CURLOPT_URL, request.url.c_str());
+    // Web resources only: a client's URL or a server's redirect never makes
+    // the service read a local file or speak another protocol.
+    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers.get());
     if (!userAgent.empty()) curl_easy_setopt(handle, CURLOPT_USERAGENT, userAgent.c_str());
     if (!request.referenceUrl.empty()) curl_easy_setopt(handle, CURLOPT_REFERER, request.referenceUrl.c_str());
