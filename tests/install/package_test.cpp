@@ -55,7 +55,7 @@ TEST(DebianPackages, CarryTheirShareAndWorkUnpacked) {
   EXPECT_EQ(tool.out, "{\"version\":\"packaged\"}\n") << tool.err;
 
   if (RunChild({"/bin/sh", "-c", "command -v lintian"}).exitCode == 0) {
-    const ChildResult lintian = RunChild({"/bin/sh", "-c", "lintian --info " + debs + "/*.deb"}, {{}, 300s});
+    const ChildResult lintian = RunChild({"/bin/sh", "-c", "lintian --display-info " + debs + "/*.deb"}, {{}, 300s});
     EXPECT_FALSE(std::regex_search(lintian.out, std::regex(R"((^|\n)[EW]: )"))) << lintian.out << lintian.err;
   }
 }
