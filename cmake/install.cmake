@@ -15,6 +15,10 @@
 #                  lib/systemd/user/palvonauthd.service (when the service is built)
 #                  share/man/man1/palvonauth.1.gz, share/man/man8/palvonauthd.8.gz
 #
+# cmake/debian.cmake adds to each component what only its package carries
+# (share/doc/<package>/copyright and changelog.Debian.gz, lintian overrides,
+# the doc-base entry), installed by `--component` installs alone.
+#
 # LIBDIR is `lib`, or `lib/<multiarch triplet>` on Debian when the prefix is
 # /usr (GNUInstallDirs). The systemd user unit stays in lib/systemd/user for
 # every prefix: systemd looks there, never in a multiarch folder.
