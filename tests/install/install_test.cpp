@@ -3,25 +3,12 @@
 // installed tool, against the installed service.
 #include <gtest/gtest.h>
 
-#include <sstream>
-
+#include "install/PkgConfigConsumer.h"
 #include "support/ChildProcess.h"
 #include "support/ServiceHarness.h"
 #include "support/TempHome.h"
 
 using namespace pam_test;
-
-namespace {
-
-// Runs a step; its words of output, and the whole of it when it fails.
-std::vector<std::string> Step(const std::vector<std::string>& argv, const std::vector<std::string>& environment = {}) {
-  const ChildResult run = RunChild(argv, {environment, std::chrono::seconds(120)});
-  EXPECT_EQ(run.exitCode, 0) << argv[0] << " " << argv[1] << "\n" << run.out << run.err;
-  std::istringstream in(run.out);
-  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
-}
-
-}  // namespace
 
 TEST(InstalledSdk, ConsumersBuildAgainstTheInstallationAndTalkToItsService) {
   const std::string prefix = Home() + "/prefix", lib = prefix + "/" PAM_INSTALL_LIBDIR, build = Home() + "/build";
@@ -42,15 +29,7 @@ TEST(InstalledSdk, ConsumersBuildAgainstTheInstallationAndTalkToItsService) {
             std::string::npos);
   Step({PAM_CMAKE_COMMAND, "--build", build});
   // pkg-config: a plain compiler call with the flags it gives.
-  const std::vector<std::string> pc = {"PKG_CONFIG_PATH=" + lib + "/pkgconfig"};
-  EXPECT_EQ(Step({PAM_PKG_CONFIG, "--modversion", "palvonauthmanager"}, pc),
-            std::vector<std::string>{PAM_PROJECT_VERSION});
-  std::vector<std::string> compile = Step({PAM_PKG_CONFIG, "--cflags", "--libs", "palvonauthmanager"}, pc);
-  compile.insert(compile.begin(),
-                 {PAM_C_COMPILER, "-std=c11", "-o", Home() + "/pc", PAM_CONSUMER_SOURCE_DIR "/main.c",
-                  "-Wl,-rpath," + Step({PAM_PKG_CONFIG, "--variable=libdir", "palvonauthmanager"}, pc)[0]});
-  for (const auto& word : Step({"/bin/echo", flags})) compile.push_back(word);
-  Step(compile);
+  BuildWithPkgConfig(lib + "/pkgconfig", Home() + "/pc", flags);
 
   Daemon daemon({"--version-text", "installed"}, "", prefix + "/bin/palvonauthd");
   for (const std::string& program : {build + "/consumer", Home() + "/pc", build + "/trace_consumer"}) {

@@ -15,7 +15,9 @@
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <regex>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -40,6 +42,16 @@ inline std::string Home() { return std::getenv("HOME"); }
 inline std::string WriteFile(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
   return path;
+}
+
+/** Runs one step of a build or an installation: its words of output; a failure fails the test and shows all of it. */
+inline std::vector<std::string> Step(const std::vector<std::string>& argv,
+                                     const std::vector<std::string>& environment = {},
+                                     std::chrono::seconds timeout = 120s) {
+  const ChildResult run = RunChild(argv, {environment, timeout});
+  EXPECT_EQ(run.exitCode, 0) << argv[0] << " " << argv[1] << "\n" << run.out << run.err;
+  std::istringstream in(run.out);
+  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
 /** Replaces every match of each regular expression, rule after rule. */

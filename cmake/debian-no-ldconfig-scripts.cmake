@@ -1,0 +1,25 @@
+# Run by cpack once the Debian packages are made (CPACK_POST_BUILD_SCRIPTS).
+# For a library under /usr/lib CPack writes a postinst and a postrm that only
+# run ldconfig; the library package's `triggers` file (activate-noawait
+# ldconfig) has dpkg do that, so both scripts are taken out again.
+foreach(deb IN LISTS CPACK_PACKAGE_FILES)
+  set(tree "${deb}.tree")
+  file(REMOVE_RECURSE "${tree}")
+  execute_process(COMMAND dpkg-deb --raw-extract "${deb}" "${tree}" COMMAND_ERROR_IS_FATAL ANY)
+  set(removed FALSE)
+  foreach(script postinst postrm)
+    if(EXISTS "${tree}/DEBIAN/${script}")
+      file(READ "${tree}/DEBIAN/${script}" text)
+      string(REGEX REPLACE "[ \t\n]+" " " text "${text}")
+      if(NOT text MATCHES "^#!/bin/sh set -e if \\[ \"\\$1\" = \"(configure|remove)\" \\]; then ldconfig fi $")
+        message(FATAL_ERROR "${deb}: ${script} does more than run ldconfig: ${text}")
+      endif()
+      file(REMOVE "${tree}/DEBIAN/${script}")
+      set(removed TRUE)
+    endif()
+  endforeach()
+  if(removed)
+    execute_process(COMMAND dpkg-deb --root-owner-group --build "${tree}" "${deb}" OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
+  endif()
+  file(REMOVE_RECURSE "${tree}")
+endforeach()
