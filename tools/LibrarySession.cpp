@@ -48,7 +48,8 @@ void RemoveOwnPipes() {
 
 }  // namespace
 
-LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
+LibrarySession::LibrarySession(const GlobalOptions& options, Output& out,
+                               const std::function<void()>& beforeGivingUp) {
   std::mutex mutex;
   std::condition_variable changed;
   bool done = false;
@@ -68,6 +69,7 @@ LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
                            " s (is palvonauthd running for this user?)",
                        kExitNoService);
       out.Finish();
+      if (beforeGivingUp) beforeGivingUp();
       std::fflush(stderr);
       RemoveOwnPipes();
       std::_Exit(kExitNoService);

@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
   AddVpnCommand(app, tool);
   AddHttpCommand(app, tool);
   AddLaunchCommand(app, tool);
+  AddProxyCommand(app, tool);
 
   try {
     app.parse(argc, argv);

@@ -32,6 +32,7 @@ void AddTrampolineCommand(CLI::App& app, Tool& tool);
 void AddVpnCommand(CLI::App& app, Tool& tool);
 void AddHttpCommand(CLI::App& app, Tool& tool);
 void AddLaunchCommand(CLI::App& app, Tool& tool);
+void AddProxyCommand(CLI::App& app, Tool& tool);
 
 }  // namespace palvonauth
 
