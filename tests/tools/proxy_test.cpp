@@ -8,6 +8,7 @@
 #include <sstream>
 #include <thread>
 
+#include "support/ProxyProcess.h"
 #include "support/ServiceHarness.h"
 
 using namespace pam_test;
@@ -53,42 +54,6 @@ void AddRoutes(httplib::Server& server) {
     response.set_content(text, "text/plain");
   });
 }
-
-/** palvonauth proxy on a free loopback port, logging to a file in HOME; stopped with SIGTERM. */
-class Proxy {
- public:
-  explicit Proxy(std::vector<std::string> args) : log_(WriteFile(Home() + "/proxy.log", "")) {
-    args.insert(args.begin(), {PALVONAUTH_PATH, "proxy", "--listen", "127.0.0.1:0"});
-    const int fd = open(log_.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    pid_ = StartChild(args, fd, fd);
-    close(fd);
-    const std::regex ready(R"(listening on http://127\.0\.0\.1:(\d+))");
-    std::smatch match;
-    for (int i = 0; i < 2000; ++i, std::this_thread::sleep_for(10ms)) {
-      const std::string log = Log();
-      if (std::regex_search(log, match, ready)) {
-        port_ = std::stoi(match[1]);
-        return;
-      }
-    }
-    kill(pid_, SIGKILL);
-    throw std::runtime_error("the proxy did not start:\n" + Log());
-  }
-  ~Proxy() {
-    kill(pid_, SIGTERM);
-    EXPECT_EQ(WaitChild(pid_), 0) << Log();
-    EXPECT_EQ(Log().find("Sanitizer"), std::string::npos) << Log();
-    EXPECT_EQ(Log().find("runtime error:"), std::string::npos) << Log();
-  }
-  std::string Url() const { return "http://127.0.0.1:" + std::to_string(port_); }
-  int Port() const { return port_; }
-  std::string Log() const { return ReadFile(log_); }
-
- private:
-  std::string log_;
-  pid_t pid_ = -1;
-  int port_ = 0;
-};
 
 struct Fetched {
   int status = 0;
@@ -172,7 +137,7 @@ TEST_P(ProxyClients, PassExchangesThroughUntouched) {
   server.Start();
   const std::string origin = "http://127.0.0.1:" + std::to_string(server.Port());
   Daemon daemon;
-  Proxy proxy(reverse ? std::vector<std::string>{"--upstream", origin + "/app/"} : std::vector<std::string>{});
+  Proxy proxy(PALVONAUTH_PATH, reverse ? std::vector<std::string>{"--upstream", origin + "/app/"} : std::vector<std::string>{});
   struct Row {
     const char* method;
     std::string path;
@@ -208,7 +173,7 @@ TEST(Proxy, AnswersBadRequestsWithoutDisturbingOthers) {
   const std::string origin = "http://127.0.0.1:" + std::to_string(server.Port());
   Daemon daemon;
   // One worker: a client that stalls in its head must not hold up anyone.
-  Proxy proxy({"--workers", "1", "--max-body", "1000"});
+  Proxy proxy(PALVONAUTH_PATH, {"--workers", "1", "--max-body", "1000"});
   const int stalled = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   struct sockaddr_in address {};
   address.sin_family = AF_INET;
@@ -256,6 +221,7 @@ TEST(Proxy, AnswersBadRequestsWithoutDisturbingOthers) {
        {"HTTP/1.1 200 ", "\nX-End: 2\n", "\nVia: 1.1 palvonauth\n",
         "\nHost: 127.0.0.1:", "\r\nVia: 1.1 palvonauth\r\n"},
        {"X-Hop", "Proxy-Authorization", "wrong.example", "Keep-Alive", "TE:"}},
+      {get + "/bytes/5 HTTP/1.1\r\nVia: 1.0 other, 1.1 palvonauth\r\n\r\n", {"HTTP/1.1 508 "}},
       {get + "/chunked/300 HTTP/1.0\r\n\r\n", {"HTTP/1.1 200 ", "Connection: close\r\n", Pattern(300)}, {"chunked"}},
       {"HEAD " + origin + "/bytes/300 HTTP/1.1\r\n\r\n",
        {"HTTP/1.1 200 ", "Content-Length: 300\r\n"},
@@ -278,7 +244,7 @@ TEST(Proxy, ServesSixteenConcurrentClients) {
   server.Start();
   const std::string origin = "http://127.0.0.1:" + std::to_string(server.Port());
   Daemon daemon;
-  Proxy proxy({"--workers", "4", "--quiet"});
+  Proxy proxy(PALVONAUTH_PATH, {"--workers", "4", "--quiet"});
   std::vector<Fetched> got(16);
   std::vector<std::thread> clients;
   for (size_t i = 0; i < got.size(); ++i) {
@@ -302,7 +268,7 @@ TEST(Proxy, AnswersAMissingServiceWith503AndRecovers) {
   server.Start();
   const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/bytes/7";
   std::optional<Daemon> daemon(std::in_place);
-  Proxy proxy({"--workers", "1"});
+  Proxy proxy(PALVONAUTH_PATH, {"--workers", "1"});
   for (const bool running : {true, false, false, true, true}) {
     if (running != daemon.has_value()) running ? (void)daemon.emplace() : daemon.reset();
     const Fetched got = Fetch(Client::kCurl, proxy.Url(), url, "GET", "", "service");

@@ -75,6 +75,10 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
   };
   const TargetUrl target = ResolveTarget(head, settings.upstream);
   if (target.url.empty()) return refuse(head.target, target.status, target.explanation, false);
+  // A request that has passed here before would go round until every worker waits for itself.
+  if (HasToken(head.headers, "via", std::string_view(kViaField).substr(5))) {
+    return refuse(target.url, 508, "palvonauth proxy: the request has come through this proxy before (Via).\n", false);
+  }
   const BodyFraming framing = FrameOf(head, settings.maxBody);
   if (framing.status != 0)
     return refuse(target.url, framing.status, "palvonauth proxy: " + framing.problem + "\n", false);
@@ -96,7 +100,7 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
     HttpExchange exchange(*connection);
     exchange.Send(spec);
     spec.body.reset();
-    const HttpResponseHead response = exchange.ReadHead();
+    const HttpResponseHead response = exchange.ReadHead(false);
     status = response.status;
     writer.emplace(socket, head, keepAlive);
     bool passed = writer->WriteHead(response.status, response.reason, response.headers);
@@ -104,8 +108,9 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
       const std::optional<uint64_t> length = ContentLength(response.headers);
       if (hooks.beforeLongBody && (!length || *length > kLongBody)) hooks.beforeLongBody();
       std::vector<AMByte> chunk(kReadSize);
-      for (AMUint got = exchange.ReadBody(chunk.data(), kReadSize); passed && got > 0;
-           got = exchange.ReadBody(chunk.data(), kReadSize)) {
+      // Once an announced length has arrived the end is not asked for.
+      for (AMUint got = 1; passed && got > 0 && !writer->Complete();) {
+        got = exchange.ReadBody(chunk.data(), kReadSize);
         passed = writer->WriteBody(chunk.data(), got) && !(hooks.abandon && hooks.abandon());
       }
     }

@@ -43,6 +43,8 @@ const char* OwnReason(int status) {
       return "Service Unavailable";
     case 505:
       return "HTTP Version Not Supported";
+    case 508:
+      return "Loop Detected";
     default:
       return "Error";
   }

@@ -37,6 +37,8 @@ class ResponseWriter {
   /** Whether the body announced and written lets the connection serve another request. */
   bool KeepAlive() const { return keepAlive_; }
   bool HasBody() const { return mode_ != Mode::kNone; }
+  /** Whether the body's announced length has been written. */
+  bool Complete() const { return mode_ == Mode::kLength && written_ == length_; }
   uint64_t BodyBytes() const { return written_; }
 
  private:
