@@ -34,6 +34,7 @@ class Proxy {
     EXPECT_EQ(Log().find("Sanitizer"), std::string::npos) << Log();
     EXPECT_EQ(Log().find("runtime error:"), std::string::npos) << Log();
   }
+  void Signal(int signal) const { kill(pid_, signal); }
   std::string Url() const { return "http://127.0.0.1:" + std::to_string(port_); }
   int Port() const { return port_; }
   std::string Log() const { return ReadFile(log_); }

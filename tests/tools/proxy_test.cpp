@@ -137,7 +137,8 @@ TEST_P(ProxyClients, PassExchangesThroughUntouched) {
   server.Start();
   const std::string origin = "http://127.0.0.1:" + std::to_string(server.Port());
   Daemon daemon;
-  Proxy proxy(PALVONAUTH_PATH, reverse ? std::vector<std::string>{"--upstream", origin + "/app/"} : std::vector<std::string>{});
+  Proxy proxy(PALVONAUTH_PATH,
+              reverse ? std::vector<std::string>{"--upstream", origin + "/app/"} : std::vector<std::string>{});
   struct Row {
     const char* method;
     std::string path;
@@ -162,9 +163,20 @@ TEST_P(ProxyClients, PassExchangesThroughUntouched) {
   }
 }
 
+namespace {
+
+std::string CaseName(const testing::TestParamInfo<std::tuple<bool, Client>>& info) {
+  const char* clients[] = {"curl", "curl_http10", "python"};
+  return std::string(std::get<0>(info.param) ? "reverse_" : "forward_") +
+         clients[static_cast<int>(std::get<1>(info.param))];
+}
+
+}  // namespace
+
 INSTANTIATE_TEST_SUITE_P(Modes, ProxyClients,
                          testing::Combine(testing::Bool(),
-                                          testing::Values(Client::kCurl, Client::kCurlHttp10, Client::kPython)));
+                                          testing::Values(Client::kCurl, Client::kCurlHttp10, Client::kPython)),
+                         CaseName);
 
 TEST(Proxy, AnswersBadRequestsWithoutDisturbingOthers) {
   LoopbackHttp server;
@@ -276,6 +288,30 @@ TEST(Proxy, AnswersAMissingServiceWith503AndRecovers) {
     EXPECT_EQ(got.body.find("no authentication-manager service is running") != std::string::npos, !running);
   }
   EXPECT_NE(proxy.Log().find("\"GET " + url + "\" 503 "), std::string::npos) << proxy.Log();
+}
+
+TEST(Proxy, FinishesATransferInFlightWhenStopped) {
+  Gate arrived, release;
+  LoopbackHttp server;
+  server.Routes().Get("/held", [&](const httplib::Request&, httplib::Response& response) {
+    arrived.Arrive();
+    release.WaitFor(1);
+    response.set_content(Pattern(300000), "application/octet-stream");
+  });
+  server.Start();
+  Daemon daemon;
+  Proxy proxy(PALVONAUTH_PATH, {"--workers", "1"});
+  Fetched got;
+  std::thread client([&] {
+    got = Fetch(Client::kCurl, proxy.Url(), "http://127.0.0.1:" + std::to_string(server.Port()) + "/held", "GET", "",
+                "held");
+  });
+  ASSERT_TRUE(arrived.WaitFor(1));
+  proxy.Signal(SIGTERM);
+  release.Arrive();
+  client.join();
+  EXPECT_EQ(got.status, 200);
+  EXPECT_TRUE(got.body == Pattern(300000)) << got.body.size() << " bytes";
 }
 
 TEST(Proxy, RefusesBadOptions) {

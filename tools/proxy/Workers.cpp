@@ -109,7 +109,7 @@ int SuperviseWorkers(int listenFd, unsigned count, const ProxySettings& settings
     }
     if (stopping && running == 0) break;
   }
-  (void)sigprocmask(SIG_SETMASK, &oldMask, nullptr);
+  // The signals stay blocked: another stop signal now must not cut the exit short.
   return 0;
 }
 
