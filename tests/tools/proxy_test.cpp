@@ -281,10 +281,14 @@ TEST(Proxy, AnswersAMissingServiceWith503AndRecovers) {
   const std::string url = "http://127.0.0.1:" + std::to_string(server.Port()) + "/bytes/7";
   std::optional<Daemon> daemon(std::in_place);
   Proxy proxy(PALVONAUTH_PATH, {"--workers", "1"});
-  for (const bool running : {true, false, false, true, true}) {
-    if (running != daemon.has_value()) running ? (void)daemon.emplace() : daemon.reset();
+  // Each step: what happens to the service first, then whether it runs.
+  enum Step { kKeep, kRestart, kStop, kStart };
+  for (const Step step : {kKeep, kRestart, kStop, kKeep, kStart, kKeep}) {
+    if (step == kRestart || step == kStop) daemon.reset();
+    if (step == kRestart || step == kStart) daemon.emplace();
+    const bool running = daemon.has_value();
     const Fetched got = Fetch(Client::kCurl, proxy.Url(), url, "GET", "", "service");
-    EXPECT_EQ(got.status, running ? 200 : 503) << proxy.Log();
+    EXPECT_EQ(got.status, running ? 200 : 503) << step << "\n" << got.body << proxy.Log();
     EXPECT_EQ(got.body.find("no authentication-manager service is running") != std::string::npos, !running);
   }
   EXPECT_NE(proxy.Log().find("\"GET " + url + "\" 503 "), std::string::npos) << proxy.Log();

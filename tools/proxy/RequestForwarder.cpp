@@ -94,13 +94,24 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
   std::optional<ResponseWriter> writer;
   uint32_t status = 0;
   try {
-    const std::optional<ConnectionHandle> connection =
-        link.Connect([&] { (void)WriteOwnResponse(socket, 503, kNoService, false); });
-    if (!connection) return refuse(target.url, 503, kNoService, keepAlive);
-    HttpExchange exchange(*connection);
-    exchange.Send(spec);
+    std::optional<HttpExchange> exchange;
+    for (int attempt = 0; !exchange; ++attempt) {
+      const std::optional<ConnectionHandle> connection =
+          link.Connect([&] { (void)WriteOwnResponse(socket, 503, kNoService, false); });
+      if (!connection) return refuse(target.url, 503, kNoService, keepAlive);
+      try {
+        exchange.emplace(*connection);
+      } catch (const LibraryError& error) {
+        // The service this worker registered with has gone since its last
+        // request (and another may run now): nothing has been sent anywhere
+        // yet, so the worker registers anew and tries once more.
+        if (attempt > 0 || !ChannelMayBeLost(error.Code())) throw;
+        link.Drop();
+      }
+    }
+    exchange->Send(spec);
     spec.body.reset();
-    const HttpResponseHead response = exchange.ReadHead(false);
+    const HttpResponseHead response = exchange->ReadHead(false);
     status = response.status;
     writer.emplace(socket, head, keepAlive);
     bool passed = writer->WriteHead(response.status, response.reason, response.headers);
@@ -110,7 +121,7 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
       std::vector<AMByte> chunk(kReadSize);
       // Once an announced length has arrived the end is not asked for.
       for (AMUint got = 1; passed && got > 0 && !writer->Complete();) {
-        got = exchange.ReadBody(chunk.data(), kReadSize);
+        got = exchange->ReadBody(chunk.data(), kReadSize);
         passed = writer->WriteBody(chunk.data(), got) && !(hooks.abandon && hooks.abandon());
       }
     }
