@@ -1,5 +1,6 @@
 #include "proxy/Worker.h"
 
+#include <malloc.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -210,6 +211,12 @@ class Worker {
 }  // namespace
 
 int RunWorker(int listenFd, const ProxySettings& settings, const GlobalOptions& options, const sigset_t& mask) {
+  // Every body chunk from the service arrives in a fresh buffer of about
+  // 120 KiB. With the allocator's defaults, freeing it may hand the top of the
+  // heap back to the system and the next chunk fault in fresh pages, which
+  // made some transfers four times as slow: the heap is kept instead.
+  (void)mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);
+  (void)mallopt(M_MMAP_THRESHOLD, 4 * 1024 * 1024);
   struct sigaction action {};
   action.sa_handler = OnStopSignal;
   sigemptyset(&action.sa_mask);
