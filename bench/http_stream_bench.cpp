@@ -20,86 +20,18 @@
 #include <string>
 #include <vector>
 
+#include "LoopbackBodies.h"
 #include "PalvonAuthManager.h"
 #include "support/ServiceHarness.h"
 
 using namespace PalvonAuthManagerSDK;
 using namespace pam_test;
-using Clock = std::chrono::steady_clock;
+using namespace pam_bench;
 
 namespace {
 
-constexpr uint64_t kMiB = 1024 * 1024;
-constexpr size_t kPeriod = 65521;  // prime, so that a shifted or lost piece shows
-constexpr size_t kPiece = kMiB;    // most bytes written or checked at once
 constexpr AMUint kReadSize = kMiB;
-constexpr size_t kSlowFirst = 4096;
 constexpr uint64_t kSlowBody = kMiB;
-constexpr auto kSlowPause = 3s;
-
-double MsSince(Clock::time_point start, Clock::time_point end = Clock::now()) {
-  return std::chrono::duration<double, std::milli>(end - start).count();
-}
-
-/** Pseudo-random bytes repeating every kPeriod; At(offset) has kPiece valid bytes. */
-class Pattern {
- public:
-  Pattern() : bytes_(kPeriod + kPiece) {
-    uint32_t x = 2463534242u;
-    for (size_t i = 0; i < kPeriod; ++i) {
-      x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-      bytes_[i] = static_cast<char>(x);
-    }
-    for (size_t i = kPeriod; i < bytes_.size(); ++i) bytes_[i] = bytes_[i - kPeriod];
-  }
-  const char* At(uint64_t offset) const { return bytes_.data() + offset % kPeriod; }
-
- private:
-  std::vector<char> bytes_;
-};
-
-const Pattern& ThePattern() {
-  static const Pattern pattern;
-  return pattern;
-}
-
-/** Counts received bytes and compares each with the pattern at its offset. */
-struct Sink {
-  uint64_t bytes = 0;
-  bool intact = true;
-  Clock::time_point first;
-  void Take(const char* data, size_t length) {
-    if (bytes == 0 && length > 0) first = Clock::now();
-    while (length > 0) {
-      const size_t piece = std::min(length, kPiece);
-      intact = intact && std::memcmp(data, ThePattern().At(bytes), piece) == 0;
-      bytes += piece, data += piece, length -= piece;
-    }
-  }
-  std::string Problem(uint64_t expected) const {
-    if (bytes != expected) return std::to_string(bytes) + " bytes instead of " + std::to_string(expected);
-    return intact ? "" : "body differs from the pattern";
-  }
-};
-
-/** GET /body/N: N pattern bytes. GET /slow/N: the first 4 KiB at once, the rest after a pause. */
-void AddRoutes(httplib::Server& server) {
-  server.Get(R"(/(body|slow)/(\d+))", [](const httplib::Request& request, httplib::Response& response) {
-    const bool slow = request.matches[1] == "slow";
-    const uint64_t size = std::stoull(request.matches[2]);
-    response.set_content_provider(
-        size, "application/octet-stream", [slow](size_t offset, size_t length, httplib::DataSink& sink) {
-          if (slow && offset == kSlowFirst) {
-            for (const auto until = Clock::now() + kSlowPause; Clock::now() < until;) {
-              if (!sink.is_writable()) return false;
-              std::this_thread::sleep_for(10ms);
-            }
-          }
-          const size_t limit = slow && offset < kSlowFirst ? kSlowFirst - offset : kPiece;
-          return sink.write(ThePattern().At(offset), std::min(length, limit));
-        });
-  });
-}
 
 struct Setup {
   LoopbackHttp* server = nullptr;
@@ -141,28 +73,6 @@ double ServicePeakMiB() {
 
 /** Starts the service's peak RSS afresh (Linux: 5 to clear_refs). */
 void ResetServicePeak() { WriteFile("/proc/" + std::to_string(g.daemon->Pid()) + "/clear_refs", "5"); }
-
-size_t OnCurlBody(char* data, size_t size, size_t count, void* user) {
-  static_cast<Sink*>(user)->Take(data, size * count);
-  return size * count;
-}
-
-/** Fetches `url` with libcurl into `sink`; an error text or "". */
-std::string FetchStraight(const std::wstring& url, Sink& sink) {
-  CURL* curl = curl_easy_init();
-  if (curl == nullptr) return "curl_easy_init failed";
-  const std::string narrow = Narrow(url);
-  curl_easy_setopt(curl, CURLOPT_URL, narrow.c_str());
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, OnCurlBody);
-  curl_easy_setopt(curl, CURLOPT_WRITEDATA, &sink);
-  const CURLcode result = curl_easy_perform(curl);
-  long status = 0;
-  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-  curl_easy_cleanup(curl);
-  if (result != CURLE_OK) return curl_easy_strerror(result);
-  return status == 200 ? "" : "HTTP status " + std::to_string(status);
-}
 
 struct ServiceFetch {
   std::string problem;
@@ -209,7 +119,7 @@ void BM_Straight(benchmark::State& state) {
   for (auto _ : state) {
     Sink sink;
     const auto start = Clock::now();
-    std::string problem = FetchStraight(Url("/body/", size), sink);
+    std::string problem = FetchStraight(Narrow(Url("/body/", size)), sink);
     seconds += MsSince(start) / 1000;
     if (problem.empty()) problem = sink.Problem(size);
     if (!problem.empty()) {
@@ -257,7 +167,7 @@ void BM_SlowStraight(benchmark::State& state) {
   for (auto _ : state) {
     Sink sink;
     const auto start = Clock::now();
-    std::string problem = FetchStraight(Url("/slow/", kSlowBody), sink);
+    std::string problem = FetchStraight(Narrow(Url("/slow/", kSlowBody)), sink);
     if (problem.empty()) problem = sink.Problem(kSlowBody);
     if (!problem.empty()) {
       state.SkipWithError(problem.c_str());
@@ -329,7 +239,7 @@ int Run() {
   }
   // A small fetch each way first, so that the first benchmark does not pay for the warm-up.
   Sink warm;
-  (void)FetchStraight(Url("/body/", 8 * kMiB), warm);
+  (void)FetchStraight(Narrow(Url("/body/", 8 * kMiB)), warm);
   (void)FetchThroughService(Url("/body/", 8 * kMiB));
   benchmark::RunSpecifiedBenchmarks();
   (void)PalvonAuthManager_DestroyConnection(g.connection);

@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/packages.sh
-bash scripts/install-deps.sh "${BUILD_PACKAGES[@]}"
+bash scripts/install-deps.sh "${BUILD_PACKAGES[@]}" "${DEMO_PACKAGES[@]}"
 
 echo "== Building the SDK (library, reference service, command-line tool) =="
 cmake --preset default -DPAM_BUILD_TESTS=OFF -DPAM_BUILD_BENCHMARKS=OFF >/dev/null
@@ -19,8 +19,9 @@ webserver=$build/examples/pam_demo_web_server
 work=$(mktemp -d /tmp/palvon-demo-XXXXXX)
 service_pid=""
 web_pid=""
+proxy_pid=""
 cleanup() {
-  for pid in "$service_pid" "$web_pid"; do
+  for pid in "$proxy_pid" "$service_pid" "$web_pid"; do
     if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
       kill -TERM "$pid" 2>/dev/null || true
       wait "$pid" 2>/dev/null || true
@@ -94,6 +95,21 @@ step "Launch-file hand-off (the default service only records it)" \
 echo "launch log:"
 sed 's/^/  /' "$HOME/.RZPClient/logs/launches.log" 2>/dev/null || true
 step "The same question in machine-readable form" --json server-type https://gateway.example.com/apps/
+
+echo
+echo "== curl through the tool's local proxy: the service performs the request =="
+"$tool" proxy --listen 127.0.0.1:0 --workers 2 2>"$work/proxy.log" &
+proxy_pid=$!
+wait_for "the proxy" grep -q "listening on" "$work/proxy.log"
+proxy=$(grep -o 'http://127\.0\.0\.1:[0-9]*' "$work/proxy.log" | head -n 1)
+echo "\$ palvonauth proxy --listen 127.0.0.1:0 --workers 2    # listening on $proxy"
+echo "\$ curl -sS -i -x $proxy http://127.0.0.1:$port/hello"
+NO_PROXY= no_proxy= curl -sS -i -x "$proxy" "http://127.0.0.1:$port/hello"
+kill -TERM "$proxy_pid" 2>/dev/null || true
+wait "$proxy_pid" 2>/dev/null || true
+proxy_pid=""
+echo "proxy log:"
+sed 's/^/  /' "$work/proxy.log"
 
 echo
 echo "== End of the service log (run palvonauthd -v to see every request and reply) =="

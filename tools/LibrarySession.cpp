@@ -42,10 +42,11 @@ void RemoveOwnPipes() {
   }
 }
 
-LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
+LibrarySession::LibrarySession(const GlobalOptions& options, Output& out,
+                               const std::function<void()>& beforeGivingUp) {
   AMResult result = AM_RESULT_SUCCESS;
   {
-    Deadline deadline(options.waitSeconds, [&options, &out] {
+    Deadline deadline(options.waitSeconds, [&options, &out, &beforeGivingUp] {
       char seconds[32];
       std::snprintf(seconds, sizeof seconds, "%g", options.waitSeconds);
       ReportLocalError(out,
@@ -53,6 +54,8 @@ LibrarySession::LibrarySession(const GlobalOptions& options, Output& out) {
                            " s (is palvonauthd running for this user?)",
                        kExitNoService);
       out.Finish();
+      if (beforeGivingUp) beforeGivingUp();
+      std::fflush(stderr);
       RemoveOwnPipes();
       return kExitNoService;
     });

@@ -4,6 +4,7 @@
 // Library lifetime for one run of the tool: initialisation with a bounded
 // wait for the service, connections, and the library's trace file.
 
+#include <functional>
 #include <string>
 
 #include "Output.h"
@@ -27,11 +28,12 @@ struct GlobalOptions {
 /**
  * PalvonAuthManager_Initialize() for the duration of a command. The library
  * waits without limit for a service; this class gives up after
- * GlobalOptions::waitSeconds, reports exit code 3 and ends the process.
+ * GlobalOptions::waitSeconds, reports exit code 3 and ends the process,
+ * after calling `beforeGivingUp` when one is given.
  */
 class LibrarySession {
  public:
-  LibrarySession(const GlobalOptions& options, Output& out);
+  LibrarySession(const GlobalOptions& options, Output& out, const std::function<void()>& beforeGivingUp = {});
   ~LibrarySession();
   LibrarySession(const LibrarySession&) = delete;
   LibrarySession& operator=(const LibrarySession&) = delete;

@@ -53,6 +53,7 @@ int main(int argc, char** argv) {
   AddVpnCommand(app, tool);
   AddHttpCommand(app, tool);
   AddLaunchCommand(app, tool);
+  AddProxyCommand(app, tool);
   AddHelpCommand(app, tool);
 
   try {

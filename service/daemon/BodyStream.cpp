@@ -14,18 +14,21 @@ constexpr auto kStep = std::chrono::milliseconds(20);
 }  // namespace
 
 BodyStream::BodyStream(size_t capacity, const std::atomic<bool>& cancel)
-    : ring_(std::max<size_t>(capacity, 1)), lastInput_(std::chrono::steady_clock::now()), cancel_(cancel) {}
+    : ring_(new uint8_t[std::max<size_t>(capacity, 1)]),
+      size_(std::max<size_t>(capacity, 1)),
+      lastInput_(std::chrono::steady_clock::now()),
+      cancel_(cancel) {}
 
 bool BodyStream::Put(const uint8_t* data, size_t length) {
   std::unique_lock<std::mutex> guard(lock_);
   while (length > 0) {
-    while (held_ == ring_.size() && !Cancelled()) changed_.wait_for(guard, kStep);
+    while (held_ == size_ && !Cancelled()) changed_.wait_for(guard, kStep);
     if (Cancelled()) return false;
     // Into the free part of the ring: up to its end, then from its start.
-    const size_t end = (start_ + held_) % ring_.size();
-    const size_t room = std::min(ring_.size() - held_, ring_.size() - end);
+    const size_t end = (start_ + held_) % size_;
+    const size_t room = std::min(size_ - held_, size_ - end);
     const size_t piece = std::min(room, length);
-    std::memcpy(ring_.data() + end, data, piece);
+    std::memcpy(ring_.get() + end, data, piece);
     held_ += piece;
     data += piece;
     length -= piece;
@@ -63,9 +66,9 @@ size_t BodyStream::Take(uint8_t* out, size_t max, uint32_t& code) {
   }
   size_t taken = 0;
   while (taken < max && held_ > 0) {
-    const size_t piece = std::min({max - taken, held_, ring_.size() - start_});
-    std::memcpy(out + taken, ring_.data() + start_, piece);
-    start_ = (start_ + piece) % ring_.size();
+    const size_t piece = std::min({max - taken, held_, size_ - start_});
+    std::memcpy(out + taken, ring_.get() + start_, piece);
+    start_ = (start_ + piece) % size_;
     held_ -= piece;
     taken += piece;
   }

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -52,7 +53,10 @@ class BodyStream {
 
   mutable std::mutex lock_;
   std::condition_variable changed_;
-  std::vector<uint8_t> ring_;
+  // Left uninitialised: only the part a body fills is ever touched, so a
+  // small response does not pay for clearing the whole buffer.
+  std::unique_ptr<uint8_t[]> ring_;
+  size_t size_;
   size_t start_ = 0;
   size_t held_ = 0;
   bool finished_ = false;

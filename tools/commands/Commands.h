@@ -33,6 +33,7 @@ void AddVpnCommand(CLI::App& app, Tool& tool);
 void AddHttpCommand(CLI::App& app, Tool& tool);
 void AddLaunchCommand(CLI::App& app, Tool& tool);
 void AddHelpCommand(CLI::App& app, Tool& tool);
+void AddProxyCommand(CLI::App& app, Tool& tool);
 
 }  // namespace palvonauth
 

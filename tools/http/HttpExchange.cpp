@@ -70,7 +70,7 @@ void HttpExchange::Send(const HttpRequestSpec& request) {
   Check("PalvonAuthManager_SendRequestAndReceiveResponse", PalvonAuthManager_SendRequestAndReceiveResponse(handle_));
 }
 
-HttpResponseHead HttpExchange::ReadHead() {
+HttpResponseHead HttpExchange::ReadHead(bool trustFailureFlags) {
   HttpResponseHead head;
   Check("PalvonAuthManager_GetResponseStatusCode", PalvonAuthManager_GetResponseStatusCode(handle_, &head.status));
   {
@@ -88,8 +88,10 @@ HttpResponseHead HttpExchange::ReadHead() {
     (void)PalvonAuthManager_FreeResponseHeaders(lines);
     Check("PalvonAuthManager_GetResponseHeaders", result);
   }
-  Check("PalvonAuthManager_GetResponseTrustFailureFlags",
-        PalvonAuthManager_GetResponseTrustFailureFlags(handle_, &head.trustFailureFlags));
+  if (trustFailureFlags) {
+    Check("PalvonAuthManager_GetResponseTrustFailureFlags",
+          PalvonAuthManager_GetResponseTrustFailureFlags(handle_, &head.trustFailureFlags));
+  }
   return head;
 }
 

@@ -66,7 +66,8 @@ class HttpExchange {
   AMHttpHandle Handle() const { return handle_; }
   /** Sets everything the request carries and sends it; returns at the response's headers. */
   void Send(const HttpRequestSpec& request);
-  HttpResponseHead ReadHead();
+  /** Status, reason phrase, headers and, unless asked not to, the trust-failure flags. */
+  HttpResponseHead ReadHead(bool trustFailureFlags = true);
   /** Reads what has arrived of the body, at most `capacity` bytes; 0 at its end. */
   AMUint ReadBody(AMByte* buffer, AMUint capacity);
   /** Destroys the request, reporting a failure. */
