@@ -10,22 +10,9 @@
 #include <cstring>
 
 #include "Errors.h"
+#include "proxy/PeerOwner.h"
 
 namespace palvonauth {
-
-namespace {
-
-bool IsLoopback(const struct sockaddr* address) {
-  if (address->sa_family == AF_INET) {
-    const auto* v4 = reinterpret_cast<const struct sockaddr_in*>(address);
-    return (ntohl(v4->sin_addr.s_addr) >> 24) == 127;
-  }
-  const auto* v6 = reinterpret_cast<const struct sockaddr_in6*>(address);
-  if (IN6_IS_ADDR_LOOPBACK(&v6->sin6_addr)) return true;
-  return IN6_IS_ADDR_V4MAPPED(&v6->sin6_addr) && v6->sin6_addr.s6_addr[12] == 127;
-}
-
-}  // namespace
 
 std::string AddressText(const struct sockaddr_storage& address) {
   char host[INET6_ADDRSTRLEN] = "?";

@@ -47,12 +47,12 @@ std::string ReadTable(const std::string& path) {
 
 }  // namespace
 
-bool IsLoopback(const struct sockaddr_storage& address) {
-  if (address.ss_family == AF_INET) {
-    return (ntohl(reinterpret_cast<const struct sockaddr_in&>(address).sin_addr.s_addr) >> 24) == 127;
+bool IsLoopback(const struct sockaddr* address) {
+  if (address->sa_family == AF_INET) {
+    return (ntohl(reinterpret_cast<const struct sockaddr_in*>(address)->sin_addr.s_addr) >> 24) == 127;
   }
-  if (address.ss_family != AF_INET6) return false;
-  const struct in6_addr& v6 = reinterpret_cast<const struct sockaddr_in6&>(address).sin6_addr;
+  if (address->sa_family != AF_INET6) return false;
+  const struct in6_addr& v6 = reinterpret_cast<const struct sockaddr_in6*>(address)->sin6_addr;
   return IN6_IS_ADDR_LOOPBACK(&v6) || (IN6_IS_ADDR_V4MAPPED(&v6) && v6.s6_addr[12] == 127);
 }
 

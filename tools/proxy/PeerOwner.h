@@ -14,7 +14,7 @@
 namespace palvonauth {
 
 /** True for 127.0.0.0/8, ::1 and ::ffff:127.0.0.0/104. */
-bool IsLoopback(const struct sockaddr_storage& address);
+bool IsLoopback(const struct sockaddr* address);
 
 /**
  * The user owning the client's socket of an accepted loopback connection,

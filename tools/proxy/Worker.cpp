@@ -108,7 +108,7 @@ class Worker {
       auto socket = std::make_unique<ClientSocket>(fd, AddressText(address));
       // Every local user can reach a loopback port, and every request goes
       // out with this user's logon: serve this user's programs only.
-      if (IsLoopback(address) && LoopbackPeerOwner(fd) != geteuid()) {
+      if (IsLoopback(reinterpret_cast<const struct sockaddr*>(&address)) && LoopbackPeerOwner(fd) != geteuid()) {
         const std::string text = "palvonauth proxy: this proxy serves the programs of its own user only\n";
         (void)WriteOwnResponse(*socket, 403, text, false);
         LogAccess(settings_, *socket, "-", "-", 403, text.size(), 0, "another user's connection");
