@@ -15,6 +15,7 @@
 #include "daemon/BodyStream.h"
 #include "daemon/ServiceCodes.h"
 #include "protocol/ResultCodes.h"
+#include "util/ReasonPhrase.h"
 
 namespace palvonauthd {
 
@@ -82,67 +83,6 @@ class HttpTransfer {
 };
 
 namespace {
-
-std::string StandardReason(uint32_t status) {
-  switch (status) {
-    case 100:
-      return "Continue";
-    case 200:
-      return "OK";
-    case 201:
-      return "Created";
-    case 202:
-      return "Accepted";
-    case 204:
-      return "No Content";
-    case 206:
-      return "Partial Content";
-    case 301:
-      return "Moved Permanently";
-    case 302:
-      return "Found";
-    case 303:
-      return "See Other";
-    case 304:
-      return "Not Modified";
-    case 307:
-      return "Temporary Redirect";
-    case 308:
-      return "Permanent Redirect";
-    case 400:
-      return "Bad Request";
-    case 401:
-      return "Unauthorized";
-    case 403:
-      return "Forbidden";
-    case 404:
-      return "Not Found";
-    case 405:
-      return "Method Not Allowed";
-    case 408:
-      return "Request Timeout";
-    case 409:
-      return "Conflict";
-    case 410:
-      return "Gone";
-    case 413:
-      return "Payload Too Large";
-    case 429:
-      return "Too Many Requests";
-    case 500:
-      return "Internal Server Error";
-    case 501:
-      return "Not Implemented";
-    case 502:
-      return "Bad Gateway";
-    case 503:
-      return "Service Unavailable";
-    case 504:
-      return "Gateway Timeout";
-    default:
-      return "";
-  }
-}
 
 // The blank line after a header block ends the final response's headers
 // unless the block was an interim (1xx) answer or a redirect about to be
@@ -367,7 +307,7 @@ void HttpTransfer::HeadersDone(CURLcode result) {
   long status = 0;
   curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
   response.status = static_cast<uint32_t>(status);
-  if (response.reason.empty()) response.reason = StandardReason(response.status);
+  if (response.reason.empty()) response.reason = PalvonAuthManagerSDK::StandardReasonPhrase(response.status);
   trustFailureFlags = TrustFlagsOf(handle, result, settings_.verifyTls);
   headersSeen = true;
   std::lock_guard<std::mutex> guard(lock_);

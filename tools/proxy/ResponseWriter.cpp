@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "http/HeaderFields.h"
+#include "util/ReasonPhrase.h"
 
 namespace palvonauth {
 
@@ -20,34 +21,8 @@ std::string StatusLine(uint32_t status, const std::string& reason) {
 }  // namespace
 
 const char* OwnReason(int status) {
-  switch (status) {
-    case 400:
-      return "Bad Request";
-    case 408:
-      return "Request Timeout";
-    case 413:
-      return "Content Too Large";
-    case 414:
-      return "URI Too Long";
-    case 417:
-      return "Expectation Failed";
-    case 431:
-      return "Request Header Fields Too Large";
-    case 500:
-      return "Internal Server Error";
-    case 501:
-      return "Not Implemented";
-    case 502:
-      return "Bad Gateway";
-    case 503:
-      return "Service Unavailable";
-    case 505:
-      return "HTTP Version Not Supported";
-    case 508:
-      return "Loop Detected";
-    default:
-      return "Error";
-  }
+  const char* phrase = PalvonAuthManagerSDK::StandardReasonPhrase(static_cast<uint32_t>(status));
+  return *phrase != '\0' ? phrase : "Error";
 }
 
 bool WriteOwnResponse(ClientSocket& socket, int status, const std::string& text, bool keepAlive) {
