@@ -115,6 +115,10 @@ class Worker {
         continue;
       }
       clients_.push_back({std::move(socket), Clock::now(), false});
+      // One new client per turn: every idle worker wakes for the listening
+      // socket, and each taking one spreads a burst of clients evenly
+      // instead of pinning most of them to the first worker awake.
+      return;
     }
   }
 
