@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
+#include <exception>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -116,6 +118,20 @@ inline std::string FetchStraight(const std::string& url, Sink& sink) {
   const std::string problem = FetchWith(curl, url, sink);
   curl_easy_cleanup(curl);
   return problem;
+}
+
+/** Runs a benchmark program's body between libcurl's global set-up and clean-up; its exit code. */
+template <typename Body>
+int RunWithCurl(Body&& body) {
+  curl_global_init(CURL_GLOBAL_DEFAULT);
+  int code = 1;
+  try {
+    code = body();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+  }
+  curl_global_cleanup();
+  return code;
 }
 
 }  // namespace pam_bench

@@ -260,13 +260,5 @@ int main(int argc, char** argv) {
     return 1;
   }
   Register(sizes);
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  int code = 1;
-  try {
-    code = Run();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-  }
-  curl_global_cleanup();
-  return code;
+  return RunWithCurl(Run);
 }

@@ -155,13 +155,5 @@ int main(int argc, char** argv) {
       ->Iterations(1)
       ->UseRealTime()
       ->Unit(benchmark::kMillisecond);
-  curl_global_init(CURL_GLOBAL_DEFAULT);
-  int code = 1;
-  try {
-    code = Run();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-  }
-  curl_global_cleanup();
-  return code;
+  return RunWithCurl(Run);
 }

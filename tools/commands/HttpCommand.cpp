@@ -97,8 +97,8 @@ void WriteAll(std::FILE* file, const std::string& name, const void* data, size_t
 
 // The request as the options describe it; -A and -u give way to a field
 // of the same name given with -H, as with curl.
-HttpRequestSpec BuildRequest(const HttpOptions& options) {
-  HttpRequestSpec request;
+OutgoingRequest BuildRequest(const HttpOptions& options) {
+  OutgoingRequest request;
   if (options.dataBinary) {
     request.body = LoadData(*options.dataBinary);
   } else if (options.data) {
@@ -128,7 +128,7 @@ HttpRequestSpec BuildRequest(const HttpOptions& options) {
 // -v: what the tool asks of the service, as curl shows a request ("> "),
 // and each response head ("< "). The service adds fields of its own (its
 // user agent, Accept, the body's length), which it does not report.
-void ShowRequest(const HttpRequestSpec& request) {
+void ShowRequest(const OutgoingRequest& request) {
   std::string text = "> " + request.method + " " + RequestTarget(request.url) + " HTTP/1.1\n";
   text += "> Host: " + HostOf(request.url) + "\n";
   for (const std::string& header : request.headers) text += "> " + header + "\n";
@@ -149,7 +149,7 @@ int RunHttp(const Tool& tool, const HttpOptions& options, Output& out) {
                      kExitUsage);
   }
   // Everything local is checked before the service is asked anything.
-  HttpRequestSpec request = BuildRequest(options);
+  OutgoingRequest request = BuildRequest(options);
   std::unique_ptr<std::FILE, FileCloser> file;
   std::string destinationName = "standard output";
   if (options.output && *options.output != "-") {

@@ -29,7 +29,7 @@ void HttpExchange::Close() {
   Check("PalvonAuthManager_DestroyAMHttpRequest", PalvonAuthManager_DestroyAMHttpRequest(handle_));
 }
 
-void HttpExchange::Send(const HttpRequestSpec& request) {
+void HttpExchange::Send(const OutgoingRequest& request) {
   const std::wstring method = FromUtf8(request.method);
   Check("PalvonAuthManager_SetRequestMethod", PalvonAuthManager_SetRequestMethod(handle_, method.c_str()));
   const std::wstring url = FromUtf8(request.url);

@@ -21,7 +21,7 @@ using PalvonAuthManagerSDK::AMUint;
 using PalvonAuthManagerSDK::ConnectionHandle;
 
 /** What the request carries; unset members are left to the service. */
-struct HttpRequestSpec {
+struct OutgoingRequest {
   std::string method = "GET";
   std::string url;
   /** "Name: value" lines. */
@@ -65,7 +65,7 @@ class HttpExchange {
 
   AMHttpHandle Handle() const { return handle_; }
   /** Sets everything the request carries and sends it; returns at the response's headers. */
-  void Send(const HttpRequestSpec& request);
+  void Send(const OutgoingRequest& request);
   /** Status, reason phrase, headers and, unless asked not to, the trust-failure flags. */
   HttpResponseHead ReadHead(bool trustFailureFlags = true);
   /** Reads what has arrived of the body, at most `capacity` bytes; 0 at its end. */

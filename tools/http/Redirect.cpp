@@ -24,13 +24,13 @@ std::optional<std::string> RedirectTarget(const HttpResponseHead& head, const st
   return ResolveReference(url, *location);
 }
 
-HttpRequestSpec RedirectedRequest(const HttpRequestSpec& request, AMUint status, const std::string& target) {
+OutgoingRequest RedirectedRequest(const OutgoingRequest& request, AMUint status, const std::string& target) {
   const std::string scheme = SplitUrl(target).scheme.value_or("");
   if (!EqualsIgnoreCase(scheme, "http") && !EqualsIgnoreCase(scheme, "https")) {
     throw LocalError("not following the redirect to " + target + ": only http and https URLs are followed",
                      kExitCallFailed);
   }
-  HttpRequestSpec next = request;
+  OutgoingRequest next = request;
   next.url = target;
   const bool toGet =
       (status == 303 && request.method != "HEAD") || ((status == 301 || status == 302) && request.method == "POST");

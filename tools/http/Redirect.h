@@ -25,7 +25,7 @@ std::optional<std::string> RedirectTarget(const HttpResponseHead& head, const st
  * Cookie fields are dropped when the target has another scheme, host or
  * port. Throws LocalError when the target is not an http or https URL.
  */
-HttpRequestSpec RedirectedRequest(const HttpRequestSpec& request, AMUint status, const std::string& target);
+OutgoingRequest RedirectedRequest(const OutgoingRequest& request, AMUint status, const std::string& target);
 
 }  // namespace palvonauth
 

@@ -85,11 +85,11 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
   BodyRead body = ReadBody(socket, head, framing, settings.maxBody);
   if (body.status != 0) return refuse(target.url, body.status, "palvonauth proxy: " + body.problem + "\n", false);
 
-  HttpRequestSpec spec;
-  spec.method = head.method;
-  spec.url = target.url;
-  spec.headers = UpstreamHeaders(head);
-  if (!body.bytes.empty()) spec.body = std::move(body.bytes);
+  OutgoingRequest outgoing;
+  outgoing.method = head.method;
+  outgoing.url = target.url;
+  outgoing.headers = UpstreamHeaders(head);
+  if (!body.bytes.empty()) outgoing.body = std::move(body.bytes);
 
   std::optional<ResponseWriter> writer;
   uint32_t status = 0;
@@ -109,8 +109,8 @@ bool ForwardRequest(ClientSocket& socket, const RequestHead& head, bool keepAliv
         link.Drop();
       }
     }
-    exchange->Send(spec);
-    spec.body.reset();
+    exchange->Send(outgoing);
+    outgoing.body.reset();
     const HttpResponseHead response = exchange->ReadHead(false);
     status = response.status;
     writer.emplace(socket, head, keepAlive);
